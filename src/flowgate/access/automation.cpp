@@ -1,0 +1,103 @@
+#include "access/automation.hpp"
+
+#include "access/discovery.hpp"
+#include "frame/tables.hpp"
+
+namespace flowgate {
+namespace {
+
+constexpr const char* NOT_INSTALLED = "DWSIM is not installed (Settings > Simulators: its folder)";
+
+// Holds _LOCK for the lifetime of the guard; released on every way out.
+class LockGuard {
+public:
+    explicit LockGuard(py::object lock) : lock_(std::move(lock)) { lock_.attr("acquire")(); }
+    ~LockGuard() {
+        py::error_scope pending;  // an error already on its way out stays untouched
+        try {
+            lock_.attr("release")();
+        } catch (py::error_already_set& e) {
+            e.discard_as_unraisable(lock_);
+        }
+    }
+    LockGuard(const LockGuard&) = delete;
+    LockGuard& operator=(const LockGuard&) = delete;
+
+private:
+    py::object lock_;
+};
+
+// Starts the runtime; one that already runs in this process is no error.
+void load_runtime(py::handle sys) {
+    py::object pythonnet = py::module_::import("pythonnet");
+    const bool windows = equal(sys.attr("platform"), py::str("win32"));
+    try {
+        pythonnet.attr("load")(windows ? "netfx" : "mono");
+    } catch (py::error_already_set& e) {
+        if (!e.matches(PyExc_RuntimeError)) throw;
+    }
+}
+
+// References each assembly by full path when the folder holds it, else by
+// name, leaving the search to the runtime.
+void reference_assemblies(py::handle clr, py::handle where, py::handle os) {
+    py::object join = os.attr("path").attr("join");
+    py::object exists = os.attr("path").attr("exists");
+    for (py::handle name : py::tuple(table("DLLS"))) {
+        py::object path = join(where, py::str(name) + py::str(".dll"));
+        clr.attr("AddReference")(truthy(exists(path)) ? path : py::reinterpret_borrow<py::object>(name));
+    }
+}
+
+// Automation3 writes to the .NET console while it loads; that output is
+// discarded, and the console is given back whatever happens.
+py::object create_automation(py::handle System) {
+    py::object console = System.attr("Console");
+    py::object previous = console.attr("Out");
+    console.attr("SetOut")(System.attr("IO").attr("TextWriter").attr("Null"));
+    try {
+        py::object a = import_from("DWSIM.Automation", "Automation3")();
+        console.attr("SetOut")(previous);
+        return a;
+    } catch (...) {
+        console.attr("SetOut")(previous);
+        throw;
+    }
+}
+
+py::tuple loaded(const py::dict& st) { return py::make_tuple(st["a"], st["m"]); }
+
+}  // namespace
+
+py::tuple automation() {
+    LockGuard guard(table("_LOCK"));
+    py::dict st = state();
+    if (st.contains("a")) return loaded(st);
+
+    py::object where = folder();
+    if (where.is_none()) raise(PyExc_RuntimeError, NOT_INSTALLED);
+
+    py::module_ os = py::module_::import("os");
+    py::module_ sys = py::module_::import("sys");
+    load_runtime(sys);
+    py::module_ clr = py::module_::import("clr");
+    py::object path = sys.attr("path");
+    if (!path.contains(where)) path.attr("append")(where);
+    reference_assemblies(clr, where, os);
+
+    py::module_ System = py::module_::import("System");
+    py::object a = create_automation(System);
+    py::object object_type = import_from("DWSIM.Interfaces.Enums.GraphicObjects", "ObjectType");
+    py::module_ units = py::module_::import("DWSIM.UnitOperations");
+
+    py::dict m;
+    m["ObjectType"] = object_type;
+    m["U"] = units.attr("UnitOperations");
+    m["System"] = System;
+    m["clr"] = clr;
+    st["a"] = a;
+    st["m"] = m;
+    return loaded(st);
+}
+
+}  // namespace flowgate
