@@ -1,0 +1,8 @@
+"""Fixtures shared by all tests; tests/ is on sys.path, so `pyrun` imports."""
+import pytest
+
+
+@pytest.fixture(scope="session")
+def flowgate():
+    import kelvane.flowgate
+    return kelvane.flowgate
