@@ -1,0 +1,284 @@
+"""Command line of the stand-in host: python -m kelvane COMMAND ...
+
+Exit codes: 0 done; 1 DWSIM (or the module) failed or reported errors;
+2 a mistake of the user's: arguments, files, the flowsheet, DWSIM's folder.
+"""
+import argparse
+import importlib
+import json
+import logging
+import math
+import os
+import sys
+
+from .datamanager import flowsheet_from_dict, load_flowsheet
+from .diagnostics import log
+
+USER, FAILED = 2, 1
+DWSIM_SUFFIXES = (".dwxmz", ".dwxml")
+
+
+class CommandError(Exception):
+    """An error to report as one line, with its exit code."""
+
+    def __init__(self, message, code=USER):
+        super().__init__(message)
+        self.code = code
+
+
+class _Parser(argparse.ArgumentParser):
+    def error(self, message):
+        raise CommandError(f"{message} (see: python -m kelvane --help)")
+
+
+def build_parser():
+    p = _Parser(prog="kelvane", description="Kelvane stand-in host: DWSIM through kelvane.flowgate.")
+    p.add_argument("-v", "--verbose", action="count", default=0, help="more log output (-vv: debug)")
+    sub = p.add_subparsers(dest="command", required=True, metavar="COMMAND", parser_class=_Parser)
+    s = sub.add_parser("solve", help="solve a JSON flowsheet with DWSIM and print the results")
+    s.add_argument("flowsheet", metavar="FLOWSHEET.json")
+    s.add_argument("--save", metavar="OUT.dwxmz", help="also save the solved DWSIM file")
+    e = sub.add_parser("export", help="write a JSON flowsheet as a DWSIM file")
+    e.add_argument("flowsheet", metavar="FLOWSHEET.json")
+    e.add_argument("out", metavar="OUT.dwxmz")
+    i = sub.add_parser("import", help="read a DWSIM file as a JSON flowsheet")
+    i.add_argument("file", metavar="FILE.dwxmz")
+    i.add_argument("-o", "--output", metavar="MODEL.json", help="write the model here (default: stdout)")
+    sub.add_parser("available", help="tell whether DWSIM was found")
+    return p
+
+
+def main(argv=None):
+    handler = logging.StreamHandler(sys.stderr)
+    handler.setFormatter(logging.Formatter("kelvane: %(levelname)s: %(message)s"))
+    log.addHandler(handler)
+    try:
+        args = build_parser().parse_args(argv)
+        log.setLevel({0: logging.WARNING, 1: logging.INFO}.get(args.verbose, logging.DEBUG))
+        return COMMANDS[args.command](args)
+    except CommandError as e:
+        print(f"kelvane: error: {one_line(str(e))}", file=sys.stderr)
+        return e.code
+    except KeyboardInterrupt:
+        return 130
+    finally:
+        log.removeHandler(handler)
+
+
+# -- commands -------------------------------------------------------------------------------
+
+def cmd_solve(args):
+    fs = _open(args.flowsheet)
+    if args.save:
+        _check_target(args.save)
+    results = _call("solve_dwsim", fs, save=args.save)
+    print(format_results(results, _degree_sign()))
+    if args.save:
+        print(f"\nSaved: {args.save}")
+    return FAILED if results.get("errors") else 0
+
+
+def cmd_export(args):
+    fs = _open(args.flowsheet)
+    _check_target(args.out)
+    notes = _call("export", fs, args.out)
+    text = format_messages("Notes", notes or [])
+    if text:
+        print(text)
+    print(f"Written: {args.out}")
+    return 0
+
+
+def cmd_import(args):
+    if not os.path.isfile(args.file):
+        raise CommandError(f"{args.file}: no such file")
+    result = _call("import_model", args.file)
+    model, notes = result if isinstance(result, (tuple, list)) else (result, [])
+    try:
+        flowsheet_from_dict(model)
+    except ValueError as e:
+        log.warning("the imported model does not open as a flowsheet: %s", e)
+    text = json.dumps(model, indent=1, default=_json_default, ensure_ascii=False)
+    notes_text = format_messages("Notes", notes or [])
+    if args.output:
+        try:
+            with open(args.output, "w", encoding="utf-8") as f:
+                f.write(text + "\n")
+        except OSError as e:
+            raise CommandError(f"{args.output}: cannot write ({e.strerror})") from None
+        if notes_text:
+            print(notes_text)
+        print(f"Written: {args.output}")
+    else:
+        print(text)
+        if notes_text:  # stderr, so that stdout stays one JSON document
+            print(notes_text, file=sys.stderr)
+    return 0
+
+
+def cmd_available(args):
+    flowgate = _module()
+    found = _call("available")
+    folder = getattr(flowgate, "folder", None)
+    where = folder() if (found and folder) else None
+    if found:
+        print(f"DWSIM is available{f' in {where}' if where else ''}.")
+        return 0
+    print("DWSIM was not found (set its folder in KELVANE_DWSIM, or install it and pythonnet).")
+    return FAILED
+
+
+COMMANDS = {"solve": cmd_solve, "export": cmd_export, "import": cmd_import,
+            "available": cmd_available}
+
+
+# -- calling out ----------------------------------------------------------------------------
+
+def _open(path):
+    try:
+        return load_flowsheet(path)
+    except FileNotFoundError:
+        raise CommandError(f"{path}: no such file") from None
+    except OSError as e:
+        raise CommandError(f"{path}: cannot read ({e.strerror})") from None
+    except ValueError as e:
+        raise CommandError(f"{path}: {e}") from None
+
+
+def _check_target(path):
+    if not path.lower().endswith(DWSIM_SUFFIXES):
+        raise CommandError(f"{path}: DWSIM files end in {' or '.join(DWSIM_SUFFIXES)}")
+    folder = os.path.dirname(os.path.abspath(path))
+    if not os.path.isdir(folder):
+        raise CommandError(f"{path}: folder {folder} does not exist")
+
+
+def _module():
+    try:
+        return importlib.import_module("kelvane.flowgate")
+    except ImportError as e:
+        raise CommandError(f"kelvane.flowgate cannot be imported ({e}); build and install "
+                           "the module first") from None
+
+
+def _call(name, *args, **kwargs):
+    """Calls a function of the module; its failures become one-line errors:
+    user mistakes (bad flowsheet, unknown compound, no DWSIM) exit 2,
+    failures of DWSIM or of the module exit 1."""
+    fn = getattr(_module(), name)
+    try:
+        return fn(*args, **kwargs)
+    except NotImplementedError as e:
+        message = str(e) or f"{name} is not implemented yet"
+        raise CommandError(message if name in message else f"{name}: {message}", FAILED) from None
+    except (ValueError, KeyError) as e:
+        raise CommandError(_message(e)) from None
+    except RuntimeError as e:
+        code = USER if "not installed" in str(e) else FAILED
+        raise CommandError(_message(e), code) from None
+    except Exception as e:  # .NET exceptions arrive as their own types
+        raise CommandError(f"DWSIM failed: {type(e).__name__}: {_message(e)}", FAILED) from None
+
+
+def _message(e):
+    # KeyError's str() quotes its argument
+    return str(e.args[0]) if isinstance(e, KeyError) and e.args else str(e)
+
+
+def _json_default(value):
+    if hasattr(value, "tolist"):  # numpy arrays and scalars
+        return value.tolist()
+    if isinstance(value, (set, tuple)):
+        return list(value)
+    raise TypeError(f"{type(value).__name__} is not JSON")
+
+
+def _degree_sign():
+    try:
+        "°".encode(sys.stdout.encoding or "ascii")
+        return "°C"
+    except (UnicodeEncodeError, LookupError):
+        return "C"
+
+
+# -- formatting (of a plain results mapping) -------------------------------------------------
+
+def one_line(text):
+    return " ".join(str(text).split())
+
+
+def _float(value):
+    """A finite float, or None for a missing or failed value."""
+    try:
+        value = float(value)
+    except (TypeError, ValueError):
+        return None
+    return value if math.isfinite(value) else None
+
+
+def _cell(value, scale=1.0, offset=0.0, fmt=".4f"):
+    value = _float(value)
+    return "-" if value is None else format(value * scale + offset, fmt)
+
+
+def _table(header, rows, text_last=False):
+    """Columns aligned: names left, numbers right, a last text column left."""
+    widths = [max(len(r[i]) for r in [header] + rows) for i in range(len(header))]
+
+    def line(r):
+        cells = [r[0].ljust(widths[0])] + [c.rjust(w) for c, w in zip(r[1:], widths[1:])]
+        if text_last:
+            cells[-1] = r[-1]
+        return "  ".join(cells).rstrip()
+
+    return "\n".join([line(header), "  ".join("-" * w for w in widths)] + [line(r) for r in rows])
+
+
+def main_fractions(x, limit=3, threshold=1e-3):
+    """The largest mole fractions as text, e.g. "WATER 0.912, METHANOL 0.088"."""
+    items = [(c, f) for c, f in ((c, _float(f)) for c, f in (x or {}).items())
+             if f is not None and f >= threshold]
+    items.sort(key=lambda item: -item[1])
+    return ", ".join(f"{c} {f:.3f}" for c, f in items[:limit]) or "-"
+
+
+def format_streams(streams, celsius="°C"):
+    header = ["Stream", "T [K]", f"T [{celsius}]", "P [bar]", "F [kmol/h]", "F [mol/s]",
+              "Vfrac", "Main mole fractions"]
+    rows = [[str(name),
+             _cell(s.get("T"), fmt=".2f"),
+             _cell(s.get("T"), offset=-273.15, fmt=".2f"),
+             _cell(s.get("P"), scale=1e-5),
+             _cell(s.get("F"), scale=3600.0),
+             _cell(s.get("F"), scale=1000.0),
+             _cell(s.get("VFRAC")),
+             main_fractions(s.get("x"))]
+            for name, s in streams.items()]
+    return _table(header, rows, text_last=True)
+
+
+def format_blocks(blocks):
+    header = ["Block", "Duty [kW]", "Power [kW]"]
+    rows = [[str(name), _cell(b.get("duty"), 1e-3, fmt=".3f"), _cell(b.get("power"), 1e-3, fmt=".3f")]
+            for name, b in blocks.items()]
+    return _table(header, rows)
+
+
+def format_messages(title, messages):
+    if not messages:
+        return ""
+    return "\n".join([f"{title}:"] + [f"  - {one_line(m)}" for m in messages])
+
+
+def format_results(results, celsius="°C"):
+    """The readable report of a results mapping {"streams", "blocks", "errors", "notes"}."""
+    streams = results.get("streams") or {}
+    blocks = results.get("blocks") or {}
+    parts = [format_streams(streams, celsius) if streams else "No streams."]
+    if blocks:
+        parts.append(format_blocks(blocks))
+    for title, key in (("DWSIM errors", "errors"), ("Notes", "notes")):
+        text = format_messages(title, results.get(key) or [])
+        if text:
+            parts.append(text)
+    return "\n\n".join(parts)
