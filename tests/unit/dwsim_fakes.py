@@ -245,7 +245,8 @@ class NrtlRecord:
     FIELDS = ("ID1", "ID2", "A12", "A21", "B12", "B21", "C12", "C21", "alpha12", "comment")
 
     def __init__(self, **values):
-        self.__dict__.update(dict.fromkeys(self.FIELDS, 0.0), comment="", **values)
+        self.__dict__.update(dict.fromkeys(self.FIELDS, 0.0), comment="")
+        self.__dict__.update(values)
 
     def __setattr__(self, name, value):
         if name not in self.FIELDS:

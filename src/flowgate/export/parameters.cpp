@@ -1,14 +1,182 @@
 #include "export/parameters.hpp"
 
+#include "access/surface.hpp"
+#include "frame/tables.hpp"
+
 namespace flowgate {
 namespace {
 
-[[noreturn]] void not_yet(const char* name) {
-    raise(PyExc_NotImplementedError, std::string(name) + " is not implemented yet");
+// The host's NRTL matrices by their index in pp.nrtl: tau = A + B/T + F T,
+// alpha = C; D (alpha's T term) and E (ln T term) have no place in DWSIM.
+enum Matrix { A, B, C, D, E, F, MATRICES };
+
+// A field of DWSIM's NRTL record and the host element it takes, read at
+// (p, q) or reversed at (q, p), and multiplied by R_CAL or not. DWSIM's tau
+// is (A12 + B12 T + C12 T^2) / (R T), so the host's B goes to A12 and its A
+// to B12.
+struct Field {
+    const char* name;
+    Matrix matrix;
+    bool reversed;
+    bool scaled;
+};
+
+constexpr Field NRTL_FIELDS[] = {
+    {"A12", B, false, true}, {"A21", B, true, true},  {"B12", A, false, true},
+    {"B21", A, true, true},  {"C12", F, false, true}, {"C21", F, true, true},
+    {"alpha12", C, false, false},
+};
+
+// One unordered pair of components, i < j.
+struct Pair {
+    py::object ci, cj;
+    py::int_ i, j;
+};
+
+py::object at(py::handle matrix, py::handle row, py::handle col) {
+    return matrix[py::make_tuple(row, col)];
+}
+
+// x > y, in Python's terms.
+bool greater(py::handle x, py::handle y) {
+    int r = PyObject_RichCompareBool(x.ptr(), y.ptr(), Py_GT);
+    if (r < 0) throw py::error_already_set();
+    return r == 1;
+}
+
+bool exceeds(py::handle x, py::handle limit) { return greater(builtin("abs")(x), limit); }
+
+bool any_exceeds(std::initializer_list<py::object> values, py::handle limit) {
+    for (const py::object& x : values) {
+        if (exceeds(x, limit)) return true;
+    }
+    return false;
+}
+
+void warn(const char* message, const Pair& pair) {
+    table("log").attr("warning")(message, pair.ci, pair.cj);
+}
+
+// Calls `visit` for each pair of `comps`, i before j, in component order.
+template <typename Visit>
+void for_each_pair(const py::list& comps, Visit visit) {
+    const py::ssize_t n = py::len(comps);
+    for (py::ssize_t i = 0; i < n; ++i) {
+        for (py::ssize_t j = i + 1; j < n; ++j) visit(Pair{comps[i], comps[j], py::int_(i), py::int_(j)});
+    }
+}
+
+// The first record of a two-level table, as a model for pairs it lacks.
+py::object first_record(py::handle ip) {
+    for (py::handle k : dwsim::keys(ip)) {
+        py::object inner = ip[k];
+        for (py::handle k2 : dwsim::keys(inner)) return inner[k2];
+    }
+    return py::none();
+}
+
+bool holds(py::handle ip, py::handle x, py::handle y) {
+    return dwsim::contains_key(ip, x) && dwsim::contains_key(ip[x], y);
+}
+
+// Makes the record ip[first][second] from the template, with a new inner
+// table of the existing tables' type when `first` has none.
+void add_record(py::handle ip, py::handle first, py::handle second, py::handle model) {
+    if (!dwsim::contains_key(ip, first)) {
+        py::object some_key = py::reinterpret_borrow<py::object>(*dwsim::keys(ip).begin());
+        dwsim::add_entry(ip, first, dwsim::new_table_like(ip[some_key]));
+    }
+    dwsim::add_entry(ip[first], second, dwsim::clone(model));
+}
+
+void write_nrtl(py::handle record, py::handle first, py::handle second, const py::object (&m)[MATRICES],
+                py::handle p, py::handle q) {
+    py::object r_cal = table("R_CAL");
+    record.attr("ID1") = first;
+    record.attr("ID2") = second;
+    for (const Field& f : NRTL_FIELDS) {
+        py::object value = f.reversed ? at(m[f.matrix], q, p) : at(m[f.matrix], p, q);
+        if (f.scaled) value = steal_or_throw(PyNumber_Multiply(value.ptr(), r_cal.ptr()));
+        record.attr(f.name) = to_float(value);
+    }
+}
+
+void nrtl_pair(py::handle ip, py::handle model, py::handle pp, py::handle names, const Pair& pair) {
+    py::object a = names[pair.ci];
+    py::object b = names[pair.cj];
+    py::object nrtl = pp.attr("nrtl");
+    py::object m[MATRICES];
+    for (int k = 0; k < MATRICES; ++k) m[k] = nrtl[py::int_(k)];
+    const py::handle i = pair.i, j = pair.j;
+
+    if (!any_exceeds({at(m[A], i, j), at(m[B], i, j), at(m[A], j, i), at(m[B], j, i), at(m[F], i, j),
+                      at(m[F], j, i)},
+                     py::int_(0))) {
+        return;
+    }
+    if (any_exceeds({at(m[D], i, j), at(m[E], i, j), at(m[E], j, i)}, py::float_(1e-12))) {
+        warn("DWSIM NRTL %s-%s: the D, E elements (alpha(T), ln T) are left out", pair);
+    }
+    // A pair stored under the second name first is written as it stands.
+    const bool reversed = holds(ip, b, a);
+    py::handle first = reversed ? b : a, second = reversed ? a : b;
+    if (!reversed && !holds(ip, a, b)) {
+        if (model.is_none()) {
+            warn("DWSIM NRTL %s-%s: no parameters (DWSIM has none to start from)", pair);
+            return;
+        }
+        add_record(ip, first, second, model);
+    }
+    write_nrtl(ip[first][second], first, second, m, reversed ? j : i, reversed ? i : j);
+}
+
+void set_nrtl(py::handle pp_dw, py::handle pp, py::handle names, const py::list& comps) {
+    py::object ip = dwsim::nrtl_parameters(pp_dw);
+    py::object model = first_record(ip);
+    for_each_pair(comps, [&](const Pair& pair) { nrtl_pair(ip, model, pp, names, pair); });
+}
+
+py::object slice_from(py::handle start) {
+    return steal_or_throw(PySlice_New(start.ptr(), nullptr, nullptr));
+}
+
+bool any(py::handle values) { return truthy(table("np").attr("any")(values)); }
+
+// Only the constant term has a place in DWSIM, and only in a record that
+// DWSIM already has, in either order of the names.
+void kij_pair(py::handle ip, py::handle pp, py::handle names, const Pair& pair) {
+    py::object kij = pp.attr("kij");
+    const py::handle i = pair.i, j = pair.j;
+    if (!any(kij[py::make_tuple(slice_from(py::none()), i, j)])) return;
+    py::object a = names[pair.ci];
+    py::object b = names[pair.cj];
+    py::object terms = kij.attr("shape")[py::int_(0)];
+    if (greater(terms, py::int_(1)) && any(kij[py::make_tuple(slice_from(py::int_(1)), i, j)])) {
+        warn("DWSIM kij %s-%s: the temperature terms are left out", pair);
+    }
+    for (auto [x, y] : {std::pair{a, b}, std::pair{b, a}}) {
+        if (holds(ip, x, y)) {
+            dwsim::set_kij(ip[x][y], to_float(kij[py::make_tuple(py::int_(0), i, j)]));
+            return;
+        }
+    }
+    warn("DWSIM kij %s-%s: not set (DWSIM has no entry)", pair);
+}
+
+void set_kij(py::handle pp_dw, py::handle pp, py::handle names, const py::list& comps) {
+    py::object ip = dwsim::kij_parameters(pp_dw);
+    for_each_pair(comps, [&](const Pair& pair) { kij_pair(ip, pp, names, pair); });
 }
 
 }  // namespace
 
-void set_parameters(py::handle, py::handle, py::handle, py::handle) { not_yet("_set_parameters"); }
+void set_parameters(py::handle pp_dw, py::handle pp, py::handle names, py::handle method) {
+    py::list comps(pp.attr("components"));
+    if (equal(method, py::str("NRTL"))) {
+        set_nrtl(pp_dw, pp, names, comps);
+    } else if (equal(method, py::str("PENG-ROB")) || equal(method, py::str("RK-SOAVE"))) {
+        set_kij(pp_dw, pp, names, comps);
+    }
+}
 
 }  // namespace flowgate
