@@ -58,7 +58,13 @@ def raises(fn):
 """
 
 
+def require_built():
+    if not os.path.exists(os.path.join(FOLDER, "DWSIM.Automation.dll")):
+        pytest.fail(f"stand-in not built: {FOLDER} is missing; run standin/build.sh first")
+
+
 def run_raw(code, timeout=120):
+    require_built()
     proc = subprocess.run([PYTHON, "-c", code], capture_output=True, text=True, timeout=timeout,
                           env={**os.environ, "PYTHONWARNINGS": "ignore"})
     return proc
@@ -66,8 +72,6 @@ def run_raw(code, timeout=120):
 
 def run(snippet, load_automation=True, timeout=120):
     """Runs `snippet` after the standard prelude; returns the value it passed to report()."""
-    if not os.path.isdir(FOLDER) or not os.path.exists(os.path.join(FOLDER, "DWSIM.Automation.dll")):
-        pytest.fail(f"stand-in not built: {FOLDER} is missing; run standin/build.sh first")
     code = PRELUDE.format(folder=FOLDER, refs=REFERENCES, load_automation=load_automation)
     code += textwrap.dedent(snippet)
     proc = run_raw(code, timeout)

@@ -75,6 +75,7 @@ namespace DWSIM.FlowsheetSolver
                 catch (Exception ex) { Fail(t, new Exception("cannot initialise recycle stream: " + ex.Message, ex), errors); return; }
             }
             int max = Settings.RecycleMaxIterations;
+            List<double[]> prevIn = null, prevOut = null;
             for (int k = 0; k < max; k++)
             {
                 var before = tears.Select(State).ToList();
@@ -83,8 +84,36 @@ namespace DWSIM.FlowsheetSolver
                 if (errors.Count > n0) return;
                 var after = tears.Select(State).ToList();
                 if (Enumerable.Range(0, tears.Count).All(i => Converged(before[i], after[i]))) return;
+                if (Settings.RecycleAcceleration && prevIn != null)
+                    for (int i = 0; i < tears.Count; i++)
+                    {
+                        var ms = tears[i] as MaterialStream;
+                        if (ms != null) Wegstein(ms, prevIn[i], prevOut[i], before[i], after[i]);
+                    }
+                prevIn = before; prevOut = after;
             }
             Fail(tears[0], new Exception("Recycle did not converge in " + max + " iterations."), errors);
+        }
+
+        // Component flows x -> q x + (1 - q) g with q = s / (s - 1), s the secant slope of g,
+        // bounded to [-5, 0] (q = 0 is plain substitution). T and P are taken as calculated.
+        private static void Wegstein(MaterialStream s, double[] xPrev, double[] gPrev, double[] x, double[] g)
+        {
+            int n = x.Length - 2;
+            var f = new double[n];
+            for (int i = 0; i < n; i++)
+            {
+                double dx = x[i] - xPrev[i], q = 0;
+                if (Math.Abs(dx) > 1e-300)
+                {
+                    double slope = (g[i] - gPrev[i]) / dx;
+                    q = Math.Abs(slope - 1) > 1e-12 ? Math.Min(0, Math.Max(-5, slope / (slope - 1))) : 0;
+                }
+                f[i] = Math.Max(0, q * x[i] + (1 - q) * g[i]);
+            }
+            double F = f.Sum();
+            if (F <= 0) return;
+            s.StoreResult(s.PropertyPackage.FlashPT(s.ComponentData, f.Select(v => v / F).ToArray(), s.GetTemperature(), s.GetPressure()), F);
         }
 
         // A loop stream that was never calculated starts empty, at its own T and P; one that

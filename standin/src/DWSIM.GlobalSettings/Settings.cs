@@ -19,8 +19,10 @@ namespace DWSIM.GlobalSettings
         // Stand-in recycle solver: a tear stream has converged when every component molar flow
         // moved by less than RecycleTolerance times the stream's total flow and its temperature
         // by less than RecycleTemperatureTolerance (K) between two passes.
-        public static double RecycleTolerance = 1e-7;
+        public static double RecycleTolerance = 1e-9;
         public static double RecycleTemperatureTolerance = 1e-4;
         public static int RecycleMaxIterations = 500;
+        // Bounded Wegstein acceleration of tear streams (q in [-5, 0]); false = plain substitution.
+        public static bool RecycleAcceleration = true;
     }
 }
