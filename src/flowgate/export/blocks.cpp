@@ -110,7 +110,7 @@ py::dict outlet_zero_split(py::handle sp) {
 void separator(Build& b, const Block& blk, py::handle o) {
     const py::ssize_t outlets = py::len(blk.outs);
     if (outlets != 2) {
-        b.notes.append(blk.name + py::str(": SEP with ") + py::str(py::int_(outlets)) +
+        b.notes.append(py::str(blk.name) + py::str(": SEP with ") + py::str(py::int_(outlets)) +
                        py::str(" outlets (DWSIM: two)"));
     }
     dwsim::Separation sep = dwsim::import_separation();

@@ -102,7 +102,7 @@ void set_feed(Build& b, py::handle n, py::handle s) {
     dwsim::set_pressure(o, to_float(s.attr("P")));
     py::object flows = s.attr("flows");
     py::object F = to_float(table("np").attr("sum")(flows));
-    dwsim::set_molar_flow(o, py::float_(PyFloat_AS_DOUBLE(F.ptr()) * 1000.0));
+    dwsim::set_molar_flow(o, py::float_(as_double(F) * 1000.0));
     py::list x;
     for (py::handle f : flows) x.append(steal_or_throw(PyNumber_TrueDivide(to_float(f).ptr(), F.ptr())));
     dwsim::set_overall_composition(o, dwsim::double_array(b.Array, b.Double, x));
