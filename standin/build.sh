@@ -49,7 +49,7 @@ for entry in "${assemblies[@]}"; do
     case "$x" in -resource:*) f="${x#-resource:}"; deps+=("${f%%,*}");; esac
   done
   if newer_than "$out/$name.dll" "${deps[@]}"; then
-    mcs "${MCS_FLAGS[@]}" -r:System.dll -r:System.Core.dll "${refargs[@]}" "${extraargs[@]}" \
+    mcs "${MCS_FLAGS[@]}" -r:System.dll -r:System.Core.dll -r:System.Xml.dll -r:System.Xml.Linq.dll -r:System.IO.Compression.dll "${refargs[@]}" "${extraargs[@]}" \
         -out:"$out/$name.dll" "${sources[@]}"
     built=$((built + 1))
   fi

@@ -46,6 +46,8 @@ for key, obj in (("graphic", h.GraphicObject.__implementation__), ("flowsheet", 
                  ("unit", h.GetAsObject())):
     out[key] = [asm(obj).GetName().Name, os.path.dirname(asm(obj).Location)]
 out["base"] = fs.__implementation__.GetType().BaseType.Assembly.GetName().Name
+loaded = {x.GetName().Name: x.Location for x in System.AppDomain.CurrentDomain.GetAssemblies()}
+out["facade"] = os.path.dirname(loaded.get("System.Buffers", ""))
 import System.Buffers
 out["buffers"] = str(System.Buffers.ArrayPool[System.Byte].Shared.Rent(4).Length >= 4)
 report(out)
@@ -56,3 +58,4 @@ report(out)
     for key in ("graphic", "flowsheet", "unit"):
         assert os.path.samefile(r[key][1], os.path.join(os.path.dirname(PROBE), "..", "dwsim"))
     assert r["buffers"] == "True"
+    assert r["facade"] and os.path.samefile(r["facade"], r["graphic"][1])
