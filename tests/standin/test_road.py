@@ -46,7 +46,7 @@ for key, obj in (("graphic", h.GraphicObject.__implementation__), ("flowsheet", 
                  ("unit", h.GetAsObject())):
     out[key] = [asm(obj).GetName().Name, os.path.dirname(asm(obj).Location)]
 out["base"] = fs.__implementation__.GetType().BaseType.Assembly.GetName().Name
-loaded = {x.GetName().Name: x.Location for x in System.AppDomain.CurrentDomain.GetAssemblies()}
+loaded = {x.GetName().Name: x.Location for x in System.AppDomain.CurrentDomain.GetAssemblies() if not x.IsDynamic}
 out["facade"] = os.path.dirname(loaded.get("System.Buffers", ""))
 import System.Buffers
 out["buffers"] = str(System.Buffers.ArrayPool[System.Byte].Shared.Rent(4).Length >= 4)
