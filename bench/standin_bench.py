@@ -90,7 +90,12 @@ errs = a.CalculateFlowsheet4(fs)
 t_end = time.perf_counter()
 errs2 = a.CalculateFlowsheet4(fs)
 t_end2 = time.perf_counter()
-print(f"objects: {fs.SimulationObjects.Count} (200 units), errors: {errs.Count}")
+streams = [o.GetAsObject() for o in fs.SimulationObjects.Values if o.GetAsObject().GetType().Name == "MaterialStream"]
+done = sum(1 for m in streams if m.Calculated)
+fed = sum(m.GetMolarFlow() for m in streams if not m.GraphicObject.InputConnectors[0].IsAttached)
+left = sum(m.GetMolarFlow() for m in streams if not m.GraphicObject.OutputConnectors[0].IsAttached)
+print(f"objects: {fs.SimulationObjects.Count} (200 units), errors: {errs.Count}, "
+      f"streams calculated: {done}/{len(streams)}, feed {fed:.6f} mol/s, products {left:.6f} mol/s")
 print(f"build through pythonnet          {1000*(t_solve-t_build):8.1f} ms")
 print(f"CalculateFlowsheet4 (first)      {1000*(t_end-t_solve):8.1f} ms")
 print(f"CalculateFlowsheet4 (second)     {1000*(t_end2-t_end):8.1f} ms")
