@@ -195,6 +195,12 @@ feed(f, 300, 101325, 1, [0.5, 0.6])
 res["bad_fractions"] = solve()
 feed(f, 300, 101325, 1, [1, 0])
 res["ok"] = solve()
+hi = h.GetAsObject()
+hi.DeltaQ = 1e9                      # kW on 1 mol/s: no temperature below 3000 K fits
+res["flash_fails"] = solve()
+hi.CalcMode = U.Heater.CalculationMode.OutletVaporFraction; hi.OutletVaporFraction = 1.5
+res["bad_vf"] = solve()
+hi.CalcMode = U.Heater.CalculationMode.HeatAdded; hi.DeltaQ = 0.0
 # a vessel overriding its flash temperature needs an energy stream; one error stops the solve
 v, v1, v2 = add("Vessel"), add("MaterialStream", "V1"), add("MaterialStream", "V2")
 f2 = add("MaterialStream", "IN2"); feed(f2, 300, 101325, 1, [1, 0])
@@ -212,6 +218,8 @@ report(res)
     assert r["no_data"] == ["IN: no property data for Bromine"]
     assert len(r["bad_fractions"]) == 1 and r["bad_fractions"][0].startswith("IN: mole fractions")
     assert r["ok"] == []
+    assert len(r["flash_fails"]) == 1 and r["flash_fails"][0].startswith("HT-1: PH flash did not converge")
+    assert r["bad_vf"] == ["HT-1: vapour fraction must be between 0 and 1, got 1.5"]
     assert len(r["override_and_open_mixer"]) == 1
     assert r["override_and_open_mixer"][0] in (
         "V-1: The current calculation mode requires an Energy Stream to be connected to the Unit Operation.",
