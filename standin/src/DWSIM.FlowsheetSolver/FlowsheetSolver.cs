@@ -199,11 +199,13 @@ namespace DWSIM.FlowsheetSolver
 
             // Depth-first order inside a loop, starting where material enters it; the streams on
             // edges that point backwards in that order are the tear streams. The group is
-            // reordered in place into the calculation sequence.
+            // reordered in place into the calculation sequence. An energy stream feeding a unit
+            // of the loop is no entry: starting there would tear the unit's material inlet,
+            // which then holds only a guess.
             public List<ISimulationObject> TearStreams(List<ISimulationObject> group)
             {
                 var inGroup = new HashSet<ISimulationObject>(group);
-                var entries = group.Where(n => _pred[n].Any(p => !inGroup.Contains(p))).ToList();
+                var entries = group.Where(n => _pred[n].Any(p => !inGroup.Contains(p) && p is MaterialStream)).ToList();
                 var starts = entries.Concat(group.Where(IsStream)).Concat(group);
                 var seen = new HashSet<ISimulationObject>();
                 var post = new List<ISimulationObject>();
