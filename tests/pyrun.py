@@ -10,6 +10,9 @@ import pytest
 
 ROOT = Path(__file__).resolve().parent.parent
 SHARED = ROOT.parent / "shared"
+# The DWSIM folder the real-road tests load: the built stand-in unless the
+# environment names another installation.
+DWSIM = Path(os.environ.get("KELVANE_DWSIM") or ROOT / "standin" / "out" / "dwsim")
 
 
 def run_python(code, env=None, timeout=120):
