@@ -10,6 +10,7 @@ import logging
 import math
 import os
 import sys
+import warnings
 
 from .datamanager import flowsheet_from_dict, load_flowsheet
 from .diagnostics import log
@@ -49,6 +50,9 @@ def build_parser():
 
 
 def main(argv=None):
+    # Debian's Mono 6.8 runs DWSIM's road well; pythonnet's loader warns about
+    # every Mono before 6.12, which would only bury the output a person reads.
+    warnings.filterwarnings("ignore", message="Hosting Mono versions before", category=UserWarning)
     handler = logging.StreamHandler(sys.stderr)
     handler.setFormatter(logging.Formatter("kelvane: %(levelname)s: %(message)s"))
     log.addHandler(handler)
