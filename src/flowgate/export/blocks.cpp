@@ -18,18 +18,6 @@ struct Block {
     py::object pout;  // known pressure of the first outlet, Pa, or None
 };
 
-bool contains(py::handle container, py::handle x) {
-    int r = PySequence_Contains(container.ptr(), x.ptr());
-    if (r < 0) throw py::error_already_set();
-    return r == 1;
-}
-
-bool less(py::handle x, py::handle y) {
-    int r = PyObject_RichCompareBool(x.ptr(), y.ptr(), Py_LT);
-    if (r < 0) throw py::error_already_set();
-    return r == 1;
-}
-
 py::object lowest_inlet_pressure(const Build& b, py::handle ins) {
     py::list known;
     for (py::handle s : ins) {
@@ -87,7 +75,7 @@ void splitter(Build&, const Block& blk, py::handle o) {
     py::list frac = steal_or_throw(PySequence_List(py::object(blk.sp[py::str("frac")]).ptr()));
     frac.append(py::float_(1.0) - builtin("sum")(frac));
     py::object ports = dwsim::output_count(o);
-    while (less(py::int_(py::len(frac)), ports)) frac.append(py::float_(0.0));
+    while (compare(py::int_(py::len(frac)), Py_LT, ports)) frac.append(py::float_(0.0));
     dwsim::clear_ratios(o);
     for (py::handle f : frac) dwsim::add_ratio(o, to_float(f));
 }

@@ -37,14 +37,7 @@ py::object at(py::handle matrix, py::handle row, py::handle col) {
     return matrix[py::make_tuple(row, col)];
 }
 
-// x > y, in Python's terms.
-bool greater(py::handle x, py::handle y) {
-    int r = PyObject_RichCompareBool(x.ptr(), y.ptr(), Py_GT);
-    if (r < 0) throw py::error_already_set();
-    return r == 1;
-}
-
-bool exceeds(py::handle x, py::handle limit) { return greater(builtin("abs")(x), limit); }
+bool exceeds(py::handle x, py::handle limit) { return compare(builtin("abs")(x), Py_GT, limit); }
 
 bool any_exceeds(std::initializer_list<py::object> values, py::handle limit) {
     for (const py::object& x : values) {
@@ -151,7 +144,7 @@ void kij_pair(py::handle ip, py::handle pp, py::handle names, const Pair& pair) 
     py::object a = names[pair.ci];
     py::object b = names[pair.cj];
     py::object terms = kij.attr("shape")[py::int_(0)];
-    if (greater(terms, py::int_(1)) && any(kij[py::make_tuple(slice_from(py::int_(1)), i, j)])) {
+    if (compare(terms, Py_GT, py::int_(1)) && any(kij[py::make_tuple(slice_from(py::int_(1)), i, j)])) {
         warn("DWSIM kij %s-%s: the temperature terms are left out", pair);
     }
     for (auto [x, y] : {std::pair{a, b}, std::pair{b, a}}) {

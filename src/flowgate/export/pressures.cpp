@@ -24,9 +24,7 @@ py::object outlet_pressure(py::handle block, py::handle p0) {
 bool differs(const py::dict& P, py::handle s, py::handle p, py::handle abs_) {
     py::object known = get(P, s, py::float_(-1.0));
     py::object gap = abs_(steal_or_throw(PyNumber_Subtract(known.ptr(), p.ptr())));
-    int r = PyObject_RichCompareBool(gap.ptr(), py::float_(TOLERANCE).ptr(), Py_GT);
-    if (r < 0) throw py::error_already_set();
-    return r == 1;
+    return compare(gap, Py_GT, py::float_(TOLERANCE));
 }
 
 // One pass over the blocks; true when any stream got a new pressure. Writes

@@ -24,8 +24,16 @@ bool truthy(py::handle x) {
     return r == 1;
 }
 
-bool equal(py::handle x, py::handle y) {
-    int r = PyObject_RichCompareBool(x.ptr(), y.ptr(), Py_EQ);
+bool compare(py::handle x, int op, py::handle y) {
+    int r = PyObject_RichCompareBool(x.ptr(), y.ptr(), op);
+    if (r < 0) throw py::error_already_set();
+    return r == 1;
+}
+
+bool equal(py::handle x, py::handle y) { return compare(x, Py_EQ, y); }
+
+bool contains(py::handle container, py::handle x) {
+    int r = PySequence_Contains(container.ptr(), x.ptr());
     if (r < 0) throw py::error_already_set();
     return r == 1;
 }

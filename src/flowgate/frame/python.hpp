@@ -33,8 +33,14 @@ py::object to_int(py::handle x);
 // bool(x), as `if x:` would test it.
 bool truthy(py::handle x);
 
-// x == y and x != y, with Python's rich comparison.
+// x <op> y with Python's rich comparison; op is Py_LT, Py_EQ, Py_GT, ...
+bool compare(py::handle x, int op, py::handle y);
+
+// x == y.
 bool equal(py::handle x, py::handle y);
+
+// x in container.
+bool contains(py::handle container, py::handle x);
 
 // mapping.get(key, default): the mapping's own get method.
 py::object get(py::handle mapping, py::handle key, py::handle dflt = py::none());
