@@ -185,8 +185,12 @@ def _call(name, *args, **kwargs):
 
 
 def _message(e):
-    # KeyError's str() quotes its argument
-    return str(e.args[0]) if isinstance(e, KeyError) and e.args else str(e)
+    # KeyError's str() quotes its argument; a .NET exception's str() carries
+    # its stack trace, its Message is what a person needs.
+    if isinstance(e, KeyError) and e.args:
+        return str(e.args[0])
+    message = getattr(e, "Message", None)
+    return message if isinstance(message, str) else str(e)
 
 
 def _json_default(value):
