@@ -7,6 +7,12 @@ py::object steal_or_throw(PyObject* result) {
     return py::reinterpret_steal<py::object>(result);
 }
 
+py::handle intern(const char* text) {
+    PyObject* name = PyUnicode_InternFromString(text);
+    if (name == nullptr) throw py::error_already_set();
+    return name;
+}
+
 void raise(PyObject* type, const std::string& message) {
     PyErr_SetString(type, message.c_str());
     throw py::error_already_set();
@@ -39,7 +45,8 @@ bool contains(py::handle container, py::handle x) {
 }
 
 py::object get(py::handle mapping, py::handle key, py::handle dflt) {
-    return mapping.attr("get")(key, dflt);
+    static const py::handle GET = intern("get");
+    return steal_or_throw(PyObject_CallMethodObjArgs(mapping.ptr(), GET.ptr(), key.ptr(), dflt.ptr(), nullptr));
 }
 
 py::object attr_or(py::handle o, const char* name, py::handle dflt) {

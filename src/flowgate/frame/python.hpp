@@ -18,6 +18,10 @@ namespace py = pybind11;
 // otherwise takes ownership of the new reference.
 py::object steal_or_throw(PyObject* result);
 
+// A str made once, interned, and kept for the life of the process; for the
+// names that hot paths use on every call (`static const py::handle P = intern("P");`).
+py::handle intern(const char* text);
+
 // Raises `type` (a builtin exception class) with `message`.
 [[noreturn]] void raise(PyObject* type, const std::string& message);
 
