@@ -44,13 +44,8 @@ namespace DWSIM.FlowsheetBase.Files
         protected override void CreateConnectors()
         {
             foreach (var k in InputKinds) AddInputs(k, "");
-            foreach (var k in OutputKinds) InputOrOutput(k);
+            foreach (var k in OutputKinds) OutputConnectors.Add(new ConnectionPoint { Type = k, ConnectorName = "" });
             if (EnergyConnectorActive) ActivateEnergyConnector("Energy Stream");
-        }
-
-        private void InputOrOutput(ConType k)
-        {
-            OutputConnectors.Add(new ConnectionPoint { Type = k, ConnectorName = "" });
         }
     }
 
