@@ -59,15 +59,24 @@ namespace DWSIM.Automation
             return fs;
         }
 
-        private static NotSupportedException NoFiles()
+        // The extension decides between zip and plain XML; the flowsheet is returned only once
+        // the whole file has been read into it.
+        public IFlowsheet LoadFlowsheet(string filepath, Action UIUpdHandler = null)
         {
-            return new NotSupportedException("Loading and saving flowsheet files is not implemented in the stand-in yet.");
+            var fs = CreateFlowsheet();
+            FlowsheetBase.Files.FlowsheetFile.Load(fs, filepath);
+            return fs;
         }
 
-        public IFlowsheet LoadFlowsheet(string filepath, Action UIUpdHandler = null) { throw NoFiles(); }
         public IFlowsheet LoadFlowsheet(string filepath) { return LoadFlowsheet(filepath, null); }
         public IFlowsheet LoadFlowsheet2(string filepath) { return LoadFlowsheet(filepath, null); }
-        public void SaveFlowsheet(IFlowsheet flowsheet, string filepath, bool compressed) { throw NoFiles(); }
+
+        // As in DWSIM, `compressed` is ignored: the extension decides the form.
+        public void SaveFlowsheet(IFlowsheet flowsheet, string filepath, bool compressed)
+        {
+            ((Flowsheet2)flowsheet).SaveSimulation(filepath);
+        }
+
         public void SaveFlowsheet2(IFlowsheet flowsheet, string filepath) { SaveFlowsheet(flowsheet, filepath, true); }
 
         public List<Exception> CalculateFlowsheet4(IFlowsheet flowsheet)

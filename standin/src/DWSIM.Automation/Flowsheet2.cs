@@ -18,7 +18,7 @@ namespace DWSIM.Automation
 
         public void SaveSimulation(string path)
         {
-            throw new NotSupportedException("Saving flowsheets is not implemented in the stand-in yet.");
+            FlowsheetBase.Files.FlowsheetFile.Save(this, path);
         }
     }
 }
