@@ -185,10 +185,13 @@ namespace DWSIM.FlowsheetBase.Files
             }
         }
 
-        // Only the children the stand-in does not hold, detached from the document.
+        // Only the children the stand-in does not hold, detached from the document; proxies are
+        // kept as markers, a save writes them with their member's value.
         private static XElement Trimmed(XElement e, ICollection<string> owned)
         {
-            return new XElement(e.Name, e.Elements().Where(c => !owned.Contains(c.Name.LocalName)).Select(c => new XElement(c)));
+            return new XElement(e.Name, e.Elements()
+                .Where(c => !owned.Contains(c.Name.LocalName) || Members.Proxies.ContainsKey(c.Name.LocalName))
+                .Select(c => new XElement(c)));
         }
 
         private void IndexGraphics(XElement section)

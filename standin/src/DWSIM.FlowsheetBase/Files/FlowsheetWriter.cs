@@ -106,7 +106,18 @@ namespace DWSIM.FlowsheetBase.Files
             if (kept == null) return;
             var have = new HashSet<string>(generated.Elements().Select(e => e.Name.LocalName));
             foreach (var e in kept.Elements())
-                if (!owned.Contains(e.Name.LocalName) && have.Add(e.Name.LocalName)) generated.Add(new XElement(e));
+            {
+                string name = e.Name.LocalName, primary;
+                if (have.Contains(name)) continue;
+                // A proxy the file had (e.g. a compressor's HeatDuty) follows its member's value now.
+                if (Members.Proxies.TryGetValue(name, out primary) && owned.Contains(primary))
+                {
+                    var source = generated.Element(primary);
+                    if (source != null) { generated.Add(new XElement(name, source.Value)); have.Add(name); }
+                    continue;
+                }
+                if (!owned.Contains(name) && have.Add(name)) generated.Add(new XElement(e));
+            }
         }
 
         private static string PackageId(IPropertyPackage pp) { return pp != null ? pp.UniqueID : ""; }
