@@ -49,12 +49,22 @@ namespace DWSIM.FlowsheetBase.Files
             }
         }
 
+        private static readonly Dictionary<string, List<PropertyInfo>> ReadableCache = new Dictionary<string, List<PropertyInfo>>();
+
         // What a load sets: the plain members minus identity and proxies of members present.
-        public static IEnumerable<PropertyInfo> Readable(Type t, ICollection<string> skip)
+        public static List<PropertyInfo> Readable(Type t, ICollection<string> skip)
         {
-            var all = Plain(t);
-            var names = new HashSet<string>(all.Select(p => p.Name));
-            return all.Where(p => !skip.Contains(p.Name) && !(Proxies.ContainsKey(p.Name) && names.Contains(Proxies[p.Name])));
+            string key = t.AssemblyQualifiedName + "|" + string.Join("|", skip);
+            lock (ReadableCache)
+            {
+                List<PropertyInfo> list;
+                if (ReadableCache.TryGetValue(key, out list)) return list;
+                var all = Plain(t);
+                var names = new HashSet<string>(all.Select(p => p.Name));
+                list = all.Where(p => !skip.Contains(p.Name) && !(Proxies.ContainsKey(p.Name) && names.Contains(Proxies[p.Name]))).ToList();
+                ReadableCache[key] = list;
+                return list;
+            }
         }
 
         public static string Format(object v)
