@@ -29,12 +29,26 @@ a.SaveFlowsheet(fs, os.path.join(%r, "good.dwxmz"), True)
 """
 
 
-def zipped(*entries):
-    buf = io.BytesIO()
-    with zipfile.ZipFile(buf, "w", zipfile.ZIP_DEFLATED) as z:
+class Unseekable(io.RawIOBase):
+    """A sink zipfile cannot seek in, so it writes sizes after the data (a data descriptor)."""
+    def __init__(self):
+        self.data = bytearray()
+
+    def writable(self):
+        return True
+
+    def write(self, b):
+        self.data += b
+        return len(b)
+
+
+def zipped(*entries, method=zipfile.ZIP_DEFLATED, streamed=False):
+    buf = Unseekable() if streamed else io.BytesIO()
+    with zipfile.ZipFile(buf, "w", method) as z:
         for name, data in entries:
-            z.writestr(name, data)
-    return buf.getvalue()
+            with z.open(name, "w") as f:
+                f.write(data)
+    return bytes(buf.data) if streamed else buf.getvalue()
 
 
 def element_removed(xml, pattern):
@@ -58,6 +72,8 @@ def cases(xml, zip_bytes, ids):
         "two-entries.dwxmz": (zipped(("first.xml", b"<broken"), ("second.xml", raw)), "load"),
         "xml-and-db.dwxmz": (zipped(("data.xml", raw), ("files.db", b"\0" * 64)), "load"),
         "no-xml.dwxmz": (zipped(("files.db", b"\0" * 64)), "no .xml entry"),
+        "stored.dwxmz": (zipped(("flowsheet.XML", raw), method=zipfile.ZIP_STORED), "load"),
+        "data-descriptor.dwxmz": (zipped(("flowsheet.xml", raw), streamed=True), "load"),
         "plain-xml.dwxmz": (raw, "not a zip archive"),
         "zip-named.dwxml": (zip_bytes, "not well-formed"),
         "cut-short.dwxml": (raw[: len(raw) // 2], "not well-formed"),
@@ -135,6 +151,7 @@ def warnings_of(got, name):
 
 def test_what_loaded_damaged_files_show(outcomes):
     _, got = outcomes
+    assert got["stored.dwxmz"][1] == got["data-descriptor.dwxmz"][1] == got["xml-and-db.dwxmz"][1]
     assert "2 entries" in warnings_of(got, "two-entries.dwxmz") and "second.xml" in warnings_of(got, "two-entries.dwxmz")
     assert "files.db" in warnings_of(got, "xml-and-db.dwxmz") and got["xml-and-db.dwxmz"][1]["HT-1"] == "Heater"
     teapot = got["unknown-type.dwxml"]

@@ -535,8 +535,13 @@ namespace DWSIM.FlowsheetBase.Files
                 foreach (var c in Connectors(el, "EnergyConnector").Where(Attached))
                 {
                     string where = "the energy connector of " + Tag(kv.Key);
+                    // DWSIM 10 also lets e.g. a vessel send heat out this way; the connection is kept.
                     if (!from.EnergyConnector.Active)
-                        throw Error(where + " is connected, but a " + ShortName(from.Owner.GetType().FullName) + " has no energy connector in use");
+                    {
+                        from.EnergyConnector.Active = true;
+                        _notes.Warn(where + " is connected, but the stand-in's " + ShortName(from.Owner.GetType().FullName) +
+                                    " does not use its energy connector; the connection is kept and not calculated");
+                    }
                     var to = Target(c, where);
                     int j = Index(c, "AttachedToConnIndex", where, 0);
                     if (from.EnergyConnector.IsAttached) throw Error(where + " is connected twice");
