@@ -29,7 +29,7 @@ namespace DWSIM.FlowsheetBase.Files
 
         private static XElement Kij(string element, Dictionary<string, Dictionary<string, PR_IPData>> table, HashSet<string> selected)
         {
-            return new XElement(element, table == null ? Enumerable.Empty<XElement>() : Pairs(table, selected).Select(p =>
+            return new XElement(element, Pairs(table, selected).Select(p =>
                 new XElement("InteractionParameter",
                     new XAttribute("Compound1", p.Key), new XAttribute("Compound2", p.Value.Key),
                     new XAttribute("Value", Num(p.Value.Value.kij)))));
