@@ -59,7 +59,8 @@ py::object compound_names(py::handle fs, py::handle sim) {
 
     py::dict result;
     py::list missing;
-    for (py::handle c : fs.attr("pp").attr("components")) {
+    py::object components = fs.attr("pp").attr("components");
+    for (py::handle c : components) {
         py::object alias = get(aliases, c, c);
         py::object found = dwsim_name(c, get(entries, alias), cas, names);
         if (found.is_none()) missing.append(py::str(c) + py::str(" (") + py::str(alias) + py::str(")"));

@@ -126,7 +126,8 @@ py::tuple build(py::handle fs, py::handle a_, py::handle m_) {
     b.Double = import_from("System", "Double");
     b.sim = dwsim::create_flowsheet(a);
     b.names = compound_names(fs, b.sim);
-    for (py::handle c : fs.attr("pp").attr("components")) dwsim::add_compound(b.sim, b.names[c]);
+    py::object components = fs.attr("pp").attr("components");
+    for (py::handle c : components) dwsim::add_compound(b.sim, b.names[c]);
 
     add_package(b);
     if (has_electrolytes(fs)) b.notes.append(py::str("the electrolyte chemistry is not exported"));

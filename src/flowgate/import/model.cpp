@@ -168,7 +168,10 @@ py::tuple import_model(py::handle path) {
     py::list order;
     for (py::handle name : selected.attr("Keys")) order.append(comps[py::str(name)][py::int_(0)]);
     py::dict objs;
-    for (py::handle entry : sim.attr("SimulationObjects").attr("Values")) {
+    // Bound to a name: a loop over a chain of attribute reads would hold the
+    // collection only through a temporary that is gone before the loop runs.
+    py::object entries = sim.attr("SimulationObjects").attr("Values");
+    for (py::handle entry : entries) {
         objs[py::str(entry.attr("GraphicObject").attr("Tag"))] = entry.attr("__implementation__");
     }
 
