@@ -22,4 +22,3 @@ kelvane export host/examples/demo.json out/demo.dwxmz
 echo
 echo "== import out/demo.dwxmz"
 kelvane import out/demo.dwxmz -o out/demo-imported.json
-echo "model written to out/demo-imported.json"

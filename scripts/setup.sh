@@ -26,7 +26,7 @@ apt_install() {
     DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq "$@" >/dev/null
 }
 
-if ! command -v mcs >/dev/null || ! ls /usr/lib/*/libmonosgen-2.0.so >/dev/null 2>&1; then
+if ! dpkg -s mono-devel libmonosgen-2.0-dev >/dev/null 2>&1; then
     apt_install mono-devel libmonosgen-2.0-dev
 fi
 
