@@ -66,7 +66,7 @@ void add_entry(py::handle table, py::handle key, py::handle value) {
 // The closed generic type of an existing table can be called to make an
 // empty one.
 py::object new_table_like(py::handle table) {
-    return py::reinterpret_borrow<py::object>(reinterpret_cast<PyObject*>(Py_TYPE(table.ptr())))();
+    return py::type::handle_of(table)();
 }
 
 py::object clone(py::handle record) { return record.attr("Clone")(); }
