@@ -74,11 +74,9 @@ namespace DWSIM.UnitOperations.UnitOperations
         public override void Calculate(object args = null)
         {
             Calculated = false;
-            var inlet = InletStream(0);
             var o0 = OutletStream(0);
             var o1 = OutletStream(1);
-            if (inlet == null || o0 == null || o1 == null) throw new Exception(CheckConnections);
-            RequireCalculated(inlet);
+            var inlet = CalculatedInlet(o0, o1);
 
             var c = inlet.ComponentData;
             var names = inlet.CompoundNames;

@@ -34,10 +34,8 @@ namespace DWSIM.UnitOperations.UnitOperations
         public override void Calculate(object args = null)
         {
             Calculated = false;
-            var inlet = InletStream(0);
             var outlet = OutletStream(0);
-            if (inlet == null || outlet == null) throw new Exception(CheckConnections);
-            RequireCalculated(inlet);
+            var inlet = CalculatedInlet(outlet);
             var es = InletEnergyStream(1);
             var d = new Duty(this, inlet, DeltaP ?? 0, Efficiency);
             FlashResult r;
@@ -94,10 +92,8 @@ namespace DWSIM.UnitOperations.UnitOperations
         public override void Calculate(object args = null)
         {
             Calculated = false;
-            var inlet = InletStream(0);
             var outlet = OutletStream(0);
-            if (inlet == null || outlet == null) throw new Exception(CheckConnections);
-            RequireCalculated(inlet);
+            var inlet = CalculatedInlet(outlet);
             var d = new Duty(this, inlet, DeltaP ?? 0, Efficiency);
             FlashResult r;
             switch (CalcMode)

@@ -28,10 +28,8 @@ namespace DWSIM.UnitOperations.UnitOperations
         public override void Calculate(object args = null)
         {
             Calculated = false;
-            var inlet = InletStream(0);
             var outlet = OutletStream(0);
-            if (inlet == null || outlet == null) throw new Exception(CheckConnections);
-            RequireCalculated(inlet);
+            var inlet = CalculatedInlet(outlet);
             var es = InletEnergyStream(1);
             double eff = Positive(Efficiency, "efficiency") / 100.0;
             double F = inlet.GetMolarFlow(), T1 = inlet.GetTemperature(), P1 = inlet.GetPressure();
@@ -85,10 +83,8 @@ namespace DWSIM.UnitOperations.UnitOperations
         public override void Calculate(object args = null)
         {
             Calculated = false;
-            var inlet = InletStream(0);
             var outlet = OutletStream(0);
-            if (inlet == null || outlet == null) throw new Exception(CheckConnections);
-            RequireCalculated(inlet);
+            var inlet = CalculatedInlet(outlet);
             double F = inlet.GetMolarFlow(), T1 = inlet.GetTemperature(), P1 = inlet.GetPressure();
             double P2;
             switch (CalcMode)
@@ -135,10 +131,8 @@ namespace DWSIM.UnitOperations.UnitOperations
         public override void Calculate(object args = null)
         {
             Calculated = false;
-            var inlet = InletStream(0);
             var outlet = OutletStream(0);
-            if (inlet == null || outlet == null) throw new Exception(CheckConnections);
-            RequireCalculated(inlet);
+            var inlet = CalculatedInlet(outlet);
             double P1 = inlet.GetPressure(), T1 = inlet.GetTemperature();
             double P2;
             if (CalcMode == CalculationMode.DeltaP) P2 = P1 - (DeltaP ?? 0);

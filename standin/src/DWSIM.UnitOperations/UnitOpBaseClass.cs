@@ -1,6 +1,7 @@
 // Base of every unit: finds the streams on its ports and runs flashes through the
 // flowsheet's property package.
 using System;
+using System.Linq;
 using System.Reflection;
 using DWSIM.Interfaces;
 using DWSIM.SharedClasses.UnitOperations;
@@ -66,6 +67,15 @@ namespace DWSIM.UnitOperations.UnitOperations
         protected static void RequireCalculated(MaterialStream s)
         {
             if (!s.Calculated || s.LastResult == null) throw new Exception(InputNotCalculated);
+        }
+
+        // The stream on inlet port 0, once it and every given outlet are connected and it is calculated.
+        protected MaterialStream CalculatedInlet(params MaterialStream[] outlets)
+        {
+            var inlet = InletStream(0);
+            if (inlet == null || outlets.Any(o => o == null)) throw new Exception(CheckConnections);
+            RequireCalculated(inlet);
+            return inlet;
         }
 
         // Outlet with no flow still gets a defined state (T, P, composition).
