@@ -1,10 +1,5 @@
-"""Plain Python stand-ins for what the export road touches: DWSIM's automation
-objects, the .NET modules System and ...Auxiliary, and the host's modules.
-
-They are strict where pythonnet and DWSIM are: enum members must be members
-of the right enumeration, numbers crossing to .NET must be Python floats or
-ints, compositions must be .NET arrays, ports follow DWSIM's connection rule,
-and a member a unit does not have can't be set."""
+"""Stand-ins for DWSIM, System, ...Auxiliary and the host's modules, strict where
+pythonnet and DWSIM are: enum types, floats and arrays into .NET, ports, members."""
 import copy
 import enum
 import sys
@@ -20,8 +15,8 @@ PumpMode = enum.Enum("CalculationMode", "Delta_P OutletPressure EnergyStream")
 CompressorMode = enum.Enum("CalculationMode", "OutletPressure Delta_P EnergyStream")
 ValveMode = enum.Enum("CalculationMode", "DeltaP OutletPressure")
 SeparationSpec = enum.Enum("SeparationSpec", "MassFlow MolarFlow PercentInletMassFlow PercentInletMolarFlow")
-U = NS(Heater=NS(CalculationMode=HeaterMode), Pump=NS(CalculationMode=PumpMode),
-       Compressor=NS(CalculationMode=CompressorMode), Valve=NS(CalculationMode=ValveMode))
+MODES = {"Heater": HeaterMode, "Pump": PumpMode, "Compressor": CompressorMode, "Valve": ValveMode}
+U = NS(**{k: NS(CalculationMode=v) for k, v in MODES.items()})
 
 
 def real(value):
@@ -32,42 +27,30 @@ def real(value):
 
 
 class Keyed:
-    """A .NET Dictionary: Keys, Values, ContainsKey, Add, Clear and item lookup."""
+    """A .NET Dictionary: Keys, Values, ContainsKey, Add, Clear and lookup; no iteration."""
 
     def __init__(self, items=()):
         self.items = dict(items)
-        self.key_reads = 0
 
-    @property
-    def Keys(self):
-        self.key_reads += 1
-        return list(self.items)
+    Keys = property(lambda self: list(self.items))
+    Values = property(lambda self: list(self.items.values()))
+    ContainsKey = property(lambda self: self.items.__contains__)
+    Clear = property(lambda self: self.items.clear)
 
-    @property
-    def Values(self):
-        return list(self.items.values())
-
-    def ContainsKey(self, key):
-        return key in self.items
+    def __getitem__(self, key):
+        return self.items[key]
 
     def Add(self, key, value):
         if key in self.items:
             raise ValueError(f"An item with the same key has already been added: {key}")
         self.items[key] = value
 
-    def Clear(self):
-        self.items.clear()
-
-    def __getitem__(self, key):
-        return self.items[key]
-
     def __iter__(self):
         raise TypeError("a .NET Dictionary iterates as key/value pairs: use Keys or Values")
 
 
 class ArrayList(list):
-    def Clear(self):
-        self.clear()
+    Clear = list.clear
 
     def Add(self, value):
         self.append(real(value))
@@ -77,39 +60,29 @@ class DoubleArray(tuple):
     pass
 
 
+# Input ports (I material, E energy), outputs, whether the unit's own energy
+# connector serves unit -> energy stream, and the members that can be set.
+KINDS = {
+    "MaterialStream": ("I", 1, False, {}), "EnergyStream": ("I", 1, False, {}),
+    "NodeIn": ("IIIIII", 1, False, {}), "NodeOut": ("I", 3, False, {}),
+    "ComponentSeparator": ("I", 2, True, dict(SpecifiedStreamIndex=0)),
+    "Heater": ("IE", 1, True, dict(CalcMode=HeaterMode.HeatAdded, OutletTemperature=298.15,
+                                   OutletVaporFraction=None, DeltaQ=None, DeltaP=None)),
+    "Vessel": ("IIIIIIE", 3, False, dict(DeltaQ=None)),
+    "Pump": ("IE", 1, False, dict(CalcMode=PumpMode.Delta_P, Pout=0.0, Efficiency=75.0, DeltaQ=None)),
+    "Compressor": ("IE", 1, False, dict(CalcMode=CompressorMode.OutletPressure, POut=101325.0,
+                                        AdiabaticEfficiency=75.0, DeltaQ=0.0)),
+    "Valve": ("I", 1, False, dict(CalcMode=ValveMode.DeltaP, OutletPressure=101325.0, DeltaQ=None)),
+}
+
+
 class Connectors(list):
-    @property
-    def Count(self):
-        return len(self)
-
-
-# Input port kinds (I: material, E: energy), number of outputs, and whether
-# the unit has an energy connector of its own (used by unit -> energy stream).
-PORTS = {
-    "MaterialStream": ("I", 1, False), "EnergyStream": ("I", 1, False),
-    "NodeIn": ("IIIIII", 1, False), "NodeOut": ("I", 3, False),
-    "ComponentSeparator": ("I", 2, True), "Heater": ("IE", 1, True),
-    "Vessel": ("IIIIIIE", 3, False), "Pump": ("IE", 1, False),
-    "Compressor": ("IE", 1, False), "Valve": ("I", 1, False),
-}
-
-# Members of each unit and DWSIM's defaults; nothing else can be set.
-MEMBERS = {
-    "Heater": dict(CalcMode=HeaterMode.HeatAdded, OutletTemperature=298.15, OutletVaporFraction=None,
-                   DeltaQ=None, DeltaP=None),
-    "Vessel": dict(DeltaQ=None, OverrideT=False, OverrideP=False),
-    "Pump": dict(CalcMode=PumpMode.Delta_P, Pout=0.0, Efficiency=75.0, DeltaQ=None),
-    "Compressor": dict(CalcMode=CompressorMode.OutletPressure, POut=101325.0, AdiabaticEfficiency=75.0,
-                       DeltaQ=0.0),
-    "Valve": dict(CalcMode=ValveMode.DeltaP, OutletPressure=101325.0, DeltaQ=None),
-    "NodeIn": {}, "NodeOut": {}, "ComponentSeparator": dict(SpecifiedStreamIndex=0), "EnergyStream": {},
-}
-MODES = {"Heater": HeaterMode, "Pump": PumpMode, "Compressor": CompressorMode, "Valve": ValveMode}
+    Count = property(len)
 
 
 class Graphic:
     def __init__(self, tag, kind):
-        ins, outs, self.energy = PORTS[kind]
+        ins, outs, self.energy, _ = KINDS[kind]
         self.Tag, self.kind = tag, kind
         self.InputConnectors = Connectors(NS(IsAttached=False, type=t) for t in ins)
         self.OutputConnectors = Connectors(NS(IsAttached=False) for _ in range(outs))
@@ -118,20 +91,16 @@ class Graphic:
 
 class Unit:
     def __init__(self, kind, tag):
-        object.__setattr__(self, "GraphicObject", Graphic(tag, kind))
-        object.__setattr__(self, "kind", kind)
-        self.__dict__.update(MEMBERS[kind])
-        if kind == "NodeOut":
-            self.__dict__["Ratios"] = ArrayList([1.0, 0.0, 0.0])
-        if kind == "ComponentSeparator":
-            self.__dict__["ComponentSepSpecs"] = Keyed()
+        self.__dict__.update(KINDS[kind][3], GraphicObject=Graphic(tag, kind), kind=kind, **{
+            "NodeOut": dict(Ratios=ArrayList([1.0, 0.0, 0.0])),
+            "ComponentSeparator": dict(ComponentSepSpecs=Keyed())}.get(kind, {}))
 
     def __setattr__(self, name, value):
-        if name not in MEMBERS[self.kind]:
+        if name not in KINDS[self.kind][3]:
             raise AttributeError(f"{self.kind} has no member {name}")
         if name == "CalcMode" and not isinstance(value, MODES[self.kind]):
             raise TypeError(f"{value!r} is no {self.kind}.CalculationMode")
-        if name not in ("CalcMode", "SpecifiedStreamIndex", "OverrideT", "OverrideP"):
+        if name not in ("CalcMode", "SpecifiedStreamIndex"):
             real(value)
         self.__dict__[name] = value
 
@@ -140,91 +109,63 @@ class MaterialStream:
     """Holds what is set; a solve writes `state` for the Get* members."""
 
     def __init__(self, tag):
-        self.GraphicObject = Graphic(tag, "MaterialStream")
-        self.kind = "MaterialStream"
-        self.set = {}
+        self.GraphicObject, self.kind, self.set = Graphic(tag, "MaterialStream"), "MaterialStream", {}
         self.state = dict(T=298.15, P=101325.0, F=0.0, x=(), vf=None)
-
-    def SetTemperature(self, t):
-        self.set["T"] = real(t)
-
-    def SetPressure(self, p):
-        self.set["P"] = real(p)
-
-    def SetMolarFlow(self, f):
-        self.set["F"] = real(f)
 
     def SetOverallComposition(self, x):
         if not isinstance(x, DoubleArray):
             raise TypeError("SetOverallComposition takes a System.Array")
         self.set["x"] = x
 
-    def GetTemperature(self):
-        return self.state["T"]
-
-    def GetPressure(self):
-        return self.state["P"]
-
-    def GetMolarFlow(self):
-        return self.state["F"]
-
     def GetOverallComposition(self):
         return list(self.state["x"])
 
-    @property
-    def Phases(self):
-        return {2: NS(Properties=NS(molarfraction=self.state["vf"]))}
+    Phases = property(lambda self: {2: NS(Properties=NS(molarfraction=self.state["vf"]))})
+
+
+for _key, _name in (("T", "Temperature"), ("P", "Pressure"), ("F", "MolarFlow")):
+    setattr(MaterialStream, "Set" + _name, lambda self, v, k=_key: self.set.__setitem__(k, real(v)))
+    setattr(MaterialStream, "Get" + _name, lambda self, k=_key: self.state[k])
 
 
 class Flowsheet:
     """Records every call; `links` holds (from tag, port, to tag, port) as DWSIM resolves them."""
 
-    def __init__(self, compounds, packages):
+    def __init__(self, compounds):
         self.AvailableCompounds = compounds
-        self.packages = packages
-        self.calls, self.compounds, self.links = [], [], []
-        self.objects, self.places = {}, {}
+        self.calls, self.links, self.objects, self.places = [], [], {}, {}
 
     def AddCompound(self, name):
         self.calls.append(("AddCompound", name))
-        if name in self.compounds:
-            raise ValueError(f"duplicate compound {name}")
         self.AvailableCompounds[name]
-        self.compounds.append(name)
 
     def CreateAndAddPropertyPackage(self, name):
         self.calls.append(("CreateAndAddPropertyPackage", name))
-        self.package = self.packages[name]()
+        self.package = PACKAGES[name]()
         return NS(__implementation__=self.package)
 
     def AddObject(self, t, x, y, tag):
         if not isinstance(t, ObjectType) or type(x) is not int or type(y) is not int:
             raise TypeError(f"AddObject({t!r}, {x!r}, {y!r}, {tag!r})")
         self.calls.append(("AddObject", t.name, tag))
-        kind = t.name
-        o = MaterialStream(tag) if kind == "MaterialStream" else Unit(kind, tag)
+        o = MaterialStream(tag) if t.name == "MaterialStream" else Unit(t.name, tag)
         self.objects[tag], self.places[tag] = o, (x, y)
         return NS(GetAsObject=lambda: o)
 
     def ConnectObjects(self, g_from, g_to, i, j):
-        if not (isinstance(g_from, Graphic) and isinstance(g_to, Graphic)):
-            raise TypeError("ConnectObjects takes graphic objects")
-        if type(i) is not int or type(j) is not int:
-            raise TypeError("port numbers are integers")
+        if not (isinstance(g_from, Graphic) and isinstance(g_to, Graphic)) or {type(i), type(j)} != {int}:
+            raise TypeError("ConnectObjects takes graphic objects and port numbers")
         self.calls.append(("ConnectObjects", g_from.Tag, g_to.Tag, i, j))
         streams = ("MaterialStream", "EnergyStream")
-        if g_to.kind == "EnergyStream":
-            if not g_from.energy:
-                raise RuntimeError("This connection is not allowed.")
-            out, point = "E", g_from.EnergyConnector
-            j = 0
+        if g_to.kind == "EnergyStream" and g_from.energy:
+            out, point, j = "E", g_from.EnergyConnector, 0
+        elif g_to.kind == "EnergyStream" or (g_from.kind in streams) == (g_to.kind in streams):
+            raise RuntimeError("This connection is not allowed.")
         else:
-            if (g_from.kind in streams) == (g_to.kind in streams):
-                raise RuntimeError("This connection is not allowed.")
             want = "E" if g_from.kind == "EnergyStream" else "I"
             j = self._port(g_to.InputConnectors, j, lambda p: p.type == want)
-            i = self._port(g_from.OutputConnectors, i, lambda p: True)
-            out, point = i, g_from.OutputConnectors[i]
+            out = self._port(g_from.OutputConnectors, i, lambda p: True)
+            point = g_from.OutputConnectors[out]
         point.IsAttached = g_to.InputConnectors[j].IsAttached = True
         self.links.append((g_from.Tag, out, g_to.Tag, j))
 
@@ -242,19 +183,14 @@ class Flowsheet:
 
 
 class NrtlRecord:
-    FIELDS = ("ID1", "ID2", "A12", "A21", "B12", "B21", "C12", "C21", "alpha12", "comment")
+    FIELDS = dict(ID1="", ID2="", A12=0.0, A21=0.0, B12=0.0, B21=0.0, C12=0.0, C21=0.0, alpha12=0.0, comment="")
 
     def __init__(self, **values):
-        self.__dict__.update(dict.fromkeys(self.FIELDS, 0.0), comment="")
-        self.__dict__.update(values)
+        self.__dict__.update(self.FIELDS, **values)
 
     def __setattr__(self, name, value):
-        if name not in self.FIELDS:
-            raise AttributeError(name)
-        if name.startswith("ID"):
-            assert type(value) is str
-        elif name != "comment":
-            real(value)
+        if name not in self.FIELDS or type(value) is not type(self.FIELDS[name]):
+            raise TypeError(f"no field {name} of type {type(value).__name__}")
         self.__dict__[name] = value
 
     def Clone(self):
@@ -283,22 +219,15 @@ def cubic_package(pairs=None, name="Peng-Robinson (PR)"):
     return NS(ComponentName=name, m_pr=NS(InteractionParameters=table(pairs or {})))
 
 
-PACKAGES = {
-    "Raoult's Law": lambda: NS(ComponentName="Raoult's Law"),
-    "NRTL": nrtl_package,
-    "Wilson": lambda: NS(ComponentName="Wilson"),
-    "UNIQUAC": lambda: NS(ComponentName="UNIQUAC"),
-    "Peng-Robinson (PR)": cubic_package,
-    "Soave-Redlich-Kwong (SRK)": lambda: cubic_package(name="Soave-Redlich-Kwong (SRK)"),
-}
-
+PACKAGES = {n: (lambda n=n: NS(ComponentName=n)) for n in ("Raoult's Law", "Wilson", "UNIQUAC")}
+PACKAGES.update({"NRTL": nrtl_package, "Peng-Robinson (PR)": cubic_package,
+                 "Soave-Redlich-Kwong (SRK)": lambda: cubic_package(name="Soave-Redlich-Kwong (SRK)")})
 COMPOUNDS = {"Water": "7732-18-5", "Ethanol": " 64-17-5 ", "Methanol": "67-56-1",
              "N-butane": "106-97-8", "n-Butane": "106-97-8", "Methane": "74-82-8"}
 
 
 class Automation:
-    """Automation3: flowsheets over one compound database. `solver(sim)` plays
-    DWSIM's solve and gives what CalculateFlowsheet4 returns."""
+    """Automation3; `solver(sim)` plays DWSIM's solve and gives what CalculateFlowsheet4 returns."""
 
     def __init__(self, compounds=COMPOUNDS):
         self.compounds = Keyed((n, NS(CAS_Number=c)) for n, c in compounds.items())
@@ -306,9 +235,8 @@ class Automation:
         self.calls, self.sheets = [], []
 
     def CreateFlowsheet(self):
-        sim = Flowsheet(self.compounds, PACKAGES)
-        self.sheets.append(sim)
-        return sim
+        self.sheets.append(Flowsheet(self.compounds))
+        return self.sheets[-1]
 
     def CalculateFlowsheet4(self, sim):
         self.calls.append(("CalculateFlowsheet4", sim))
@@ -318,18 +246,19 @@ class Automation:
         self.calls.append(("SaveFlowsheet", sim, path, compressed))
 
 
-def double_array_of(values):
-    return DoubleArray(real(v) for v in values)
-
-
 class _Array:
     def __getitem__(self, t):
         assert t is System.Double
-        return double_array_of
+        return lambda values: DoubleArray(real(v) for v in values)
 
 
-System = types.ModuleType("System")
-System.Array, System.Double = _Array(), object()
+def module(name, **attrs):
+    m = types.ModuleType(name)
+    m.__dict__.update(attrs)
+    return m
+
+
+System = module("System", Array=_Array(), Double=object())
 AUXILIARY = "DWSIM.UnitOperations.UnitOperations.Auxiliary"
 
 
@@ -344,58 +273,42 @@ class Log:
 
     def __init__(self):
         self.lines = []
-
-    def __getattr__(self, level):
-        if level not in ("info", "warning", "error"):
-            raise AttributeError(level)
-        return lambda fmt, *args: self.lines.append((level, fmt, *args))
-
-
-DATABANK = [
-    {"alias": "WATER", "cas": "7732-18-5", "name": "water"},
-    {"alias": "ETHANOL", "cas": "64-17-5", "name": "ethanol"},
-    {"alias": "METHANOL", "cas": "67-56-1", "name": "methanol"},
-]
+        for level in ("info", "warning", "error"):
+            setattr(self, level, lambda fmt, *args, level=level: self.lines.append((level, fmt, *args)))
 
 
 @pytest.fixture
 def host(monkeypatch, flowgate):
-    """Fake kelvane.components and kelvane.thermodynamic, a recording log and
-    a fresh CAS index. `host.databank` is what databank_index() returns;
-    `host.flash` plays the host's flash."""
-    box = NS(databank=[dict(e) for e in DATABANK], flashes=[], log=Log())
-    box.flash = lambda pp, x, P, T: {"H": 1000.0 * T}
+    """Fake kelvane.components and .thermodynamic (`host.databank`, `host.flash`), a log, no CAS index."""
+    box = NS(databank=[{"alias": "WATER", "cas": "7732-18-5", "name": "water"},
+                       {"alias": "ETHANOL", "cas": "64-17-5", "name": "ethanol"},
+                       {"alias": "METHANOL", "cas": "67-56-1", "name": "methanol"}],
+             flashes=[], log=Log(), flash=lambda pp, x, P, T: {"H": 1000.0 * T})
 
     def flash(pp, x, P, *, T):
         box.flashes.append((pp, x, P, T))
         return box.flash(pp, x, P, T)
 
-    components = types.ModuleType("kelvane.components")
-    components.databank_index = lambda: box.databank
-    thermodynamic = types.ModuleType("kelvane.thermodynamic")
-    thermodynamic.flash = flash
-    monkeypatch.setitem(sys.modules, "kelvane.components", components)
-    monkeypatch.setitem(sys.modules, "kelvane.thermodynamic", thermodynamic)
+    for name, attrs in (("components", dict(databank_index=lambda: box.databank)),
+                        ("thermodynamic", dict(flash=flash))):
+        monkeypatch.setitem(sys.modules, "kelvane." + name, module("kelvane." + name, **attrs))
     monkeypatch.setattr(flowgate, "log", box.log)
-    state = flowgate._STATE
-    saved = dict(state)
-    state.pop("cas", None)
+    saved = dict(flowgate._STATE)
+    flowgate._STATE.pop("cas", None)
     yield box
-    state.clear()
-    state.update(saved)
+    flowgate._STATE.clear()
+    flowgate._STATE.update(saved)
 
 
 @pytest.fixture
 def dwsim(monkeypatch, host, flowgate):
-    """The automation state of the process as fakes: (a, m), also in _STATE."""
-    auxiliary = types.ModuleType(AUXILIARY)
-    auxiliary.ComponentSeparationSpec, auxiliary.SeparationSpec = ComponentSeparationSpec, SeparationSpec
+    """The process's automation state as fakes, also in _STATE; `build(fs)` builds with them."""
     monkeypatch.setitem(sys.modules, "System", System)
-    monkeypatch.setitem(sys.modules, AUXILIARY, auxiliary)
-    a = Automation()
-    m = {"ObjectType": ObjectType, "U": U, "System": System, "clr": None}
+    monkeypatch.setitem(sys.modules, AUXILIARY, module(AUXILIARY, SeparationSpec=SeparationSpec,
+                                                       ComponentSeparationSpec=ComponentSeparationSpec))
+    a, m = Automation(), {"ObjectType": ObjectType, "U": U}
     flowgate._STATE.update(a=a, m=m)
-    return NS(a=a, m=m)
+    return NS(a=a, m=m, build=lambda fs: flowgate.build(fs, a, m))
 
 
 # The host side.
@@ -408,8 +321,7 @@ def block(kind, **spec):
     return NS(kind=kind, spec=spec)
 
 
-def flowsheet(feeds=None, blocks=None, ports=None, components=("WATER", "ETHANOL"), method="IDEAL",
-              meta=None, **more):
-    pp = NS(components=list(components), method=method)
-    return NS(pp=pp, feeds=feeds or {}, blocks=blocks or {}, ports=ports or {},
-              meta={} if meta is None else meta, **more)
+def flowsheet(feeds=None, blocks=None, ports=None, components=("WATER", "ETHANOL"), method="IDEAL", pp=(), **more):
+    more.setdefault("meta", {})
+    return NS(pp=NS(components=list(components), method=method, **dict(pp)), feeds=feeds or {}, blocks=blocks or {},
+              ports=ports or {}, **more)
