@@ -1,61 +1,59 @@
-"""The pythonnet-on-Mono crossings the bridge depends on, shown on a minimal assembly."""
+"""The pythonnet-on-Mono crossings and loading the bridge depends on."""
 import os
 
-import pytest
-
-from conftest import PROBE, run
+from standin_support import FOLDER, PROBE, run, run_raw
 
 
 def test_probe_assembly_crossings():
-    if not os.path.exists(PROBE):
-        pytest.fail(f"{PROBE} is missing; run standin/build.sh first")
+    """The crossings the stand-in relies on, shown on a minimal assembly of their own."""
+    assert os.path.exists(PROBE), f"{PROBE} is missing; run standin/build.sh first"
     r = run(f"""
 clr.AddReference({PROBE!r})
 from Probe import Factory, Color
 t = Factory().Make()
 c = t.__implementation__
-out = dict(iface=type(t).__name__, iface_has_paint=hasattr(t, "Paint"),
-           concrete=type(c).__name__, via_getasobject=type(t.GetAsObject()).__name__,
-           maybe_before=c.Maybe)
-out["int_to_enum"] = raises(lambda: setattr(c, "Paint", 5))
-c.Paint = Color.Blue
-out["paint"] = [str(c.Paint), int(c.Paint)]
-c.Maybe = 2.5
-out["maybe_after"] = c.Maybe
-out["sum_array"] = c.Sum(System.Array[System.Double]([1.0, 2.0, 3.5]))
-out["sum_list"] = raises(lambda: c.Sum([1.0, 2.0]))
-report(out)
-""", load_automation=False)
-    assert r["iface"] == "IThing" and not r["iface_has_paint"]
-    assert r["concrete"] == r["via_getasobject"] == "Thing"
-    assert r["maybe_before"] is None and r["maybe_after"] == 2.5
-    assert r["int_to_enum"][0] == "TypeError"
-    assert r["paint"] == ["Blue", 5]
-    assert r["sum_array"] == 6.5
-    assert r["sum_list"] is not None and r["sum_list"][0] == "TypeError"
+out = [type(t).__name__, hasattr(t, "Paint"), type(c).__name__, type(t.GetAsObject()).__name__, c.Maybe,
+       raises(lambda: setattr(c, "Paint", 5))[0], raises(lambda: c.Sum([1.0, 2.0]))[0]]
+c.Paint, c.Maybe = Color.Blue, 2.5
+report(out + [str(c.Paint), int(c.Paint), c.Maybe, c.Sum(System.Array[System.Double]([1.0, 2.0, 3.5]))])
+""", automation=False)
+    assert r == ["IThing", False, "Thing", "Thing", None, "TypeError", "TypeError", "Blue", 5, 2.5, 6.5]
 
 
 def test_assemblies_resolve_from_the_folder():
     """Referenced ones load by path; Drawing.SkiaSharp/FlowsheetBase only as dependencies."""
     r = run("""
-fs = a.CreateFlowsheet()
-h = fs.AddObject(ObjectType.Heater, 0, 0, "")
+import System.Buffers
+h = add("Heater")
 asm = lambda o: o.GetType().Assembly
-out = {}
-for key, obj in (("graphic", h.GraphicObject.__implementation__), ("flowsheet", fs.__implementation__),
-                 ("unit", h.GetAsObject())):
-    out[key] = [asm(obj).GetName().Name, os.path.dirname(asm(obj).Location)]
+out = {k: [asm(o).GetName().Name, os.path.dirname(asm(o).Location)] for k, o in
+       (("graphic", h.GraphicObject.__implementation__), ("flowsheet", fs.__implementation__), ("unit", h.GetAsObject()))}
 out["base"] = fs.__implementation__.GetType().BaseType.Assembly.GetName().Name
 loaded = {x.GetName().Name: x.Location for x in System.AppDomain.CurrentDomain.GetAssemblies() if not x.IsDynamic}
 out["facade"] = os.path.dirname(loaded.get("System.Buffers", ""))
-import System.Buffers
-out["buffers"] = str(System.Buffers.ArrayPool[System.Byte].Shared.Rent(4).Length >= 4)
+out["buffers"] = System.Buffers.ArrayPool[System.Byte].Shared.Rent(4).Length >= 4
 report(out)
 """)
-    assert r["graphic"][0] == "DWSIM.Drawing.SkiaSharp"
-    assert r["flowsheet"][0] == "DWSIM.Automation" and r["unit"][0] == "DWSIM.UnitOperations"
-    assert r["base"] == "DWSIM.FlowsheetBase"
-    for key in ("graphic", "flowsheet", "unit"):
-        assert os.path.samefile(r[key][1], os.path.join(os.path.dirname(PROBE), "..", "dwsim"))
-    assert r["buffers"] == "True"
-    assert r["facade"] and os.path.samefile(r["facade"], r["graphic"][1])
+    names = {"graphic": "DWSIM.Drawing.SkiaSharp", "flowsheet": "DWSIM.Automation", "unit": "DWSIM.UnitOperations"}
+    assert {k: r[k][0] for k in names} == names and r["base"] == "DWSIM.FlowsheetBase" and r["buffers"]
+    for folder in [r[k][1] for k in names] + [r["facade"]]:
+        assert folder and os.path.samefile(folder, FOLDER)
+
+
+def test_console_silenced_during_construction_only():
+    """Automation3 writes to the .NET console while it starts; the bridge silences exactly that."""
+    proc = run_raw("""
+from DWSIM.Automation import Automation3
+Automation3()
+old = System.Console.Out
+System.Console.SetOut(System.IO.TextWriter.Null)
+Automation3()
+System.Console.WriteLine("swallowed")
+System.Console.SetOut(old)
+System.Console.WriteLine("after restore")
+System.Console.Out.Flush()
+""", automation=False)
+    assert proc.returncode == 0, proc.stderr
+    lines = proc.stdout.splitlines()
+    assert sum("DWSIM stand-in automation: loaded 774 compounds" in line for line in lines) == 1, lines
+    assert "after restore" in lines and "swallowed" not in proc.stdout
