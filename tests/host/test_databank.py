@@ -1,14 +1,14 @@
 """The databank as data: identities of the compounds and their heat-capacity fits."""
 import json
 import re
-from pathlib import Path
 
 import numpy as np
 import pytest
 
 from kelvane.components import databank_index, lookup
+from pyrun import SHARED
 
-DWSIM_COMPOUNDS = Path(__file__).resolve().parents[3] / "shared" / "dwsim" / "compounds.json"
+DWSIM_COMPOUNDS = SHARED / "dwsim" / "compounds.json"
 # Compounds the host has that DWSIM's checked databases lack
 NOT_IN_DWSIM = {"78-87-5", "75-09-2", "127-18-4", "124-40-3", "7664-93-9"}
 

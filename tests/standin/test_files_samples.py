@@ -9,10 +9,11 @@ from xml.etree import ElementTree as ET
 import numpy as np
 import pytest
 
-from standin_support import CLASSES, PHASE_PROPS, ROOT, SNAPSHOT, run
+from pyrun import SHARED
+from standin_support import CLASSES, PHASE_PROPS, SNAPSHOT, run
 
-CANDIDATES = [Path("/work/shared/dwsim/samples"), Path(ROOT).parent / "shared" / "dwsim" / "samples"]
-SAMPLES = next((d for d in CANDIDATES if d.is_dir() and any(d.glob("*.dwxmz"))), None)
+SAMPLES = SHARED / "dwsim" / "samples"
+SAMPLES = SAMPLES if SAMPLES.is_dir() and any(SAMPLES.glob("*.dwxmz")) else None
 pytestmark = pytest.mark.skipif(SAMPLES is None, reason="shared DWSIM samples not available")
 FILES = sorted(p.name for p in SAMPLES.glob("*.dwxmz")) if SAMPLES else []
 
