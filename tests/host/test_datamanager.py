@@ -31,21 +31,15 @@ MODEL = {
 
 def test_full_model_answers_the_contract():
     fs = flowsheet_from_dict(MODEL)
-    pp = fs.pp
+    pp, (f1, f2), b = fs.pp, fs.feeds.values(), fs.blocks
     assert (pp.components, pp.method, pp.elec) == (["BZ", "TOLUENE", "H2"], "PENG-ROB", None)
     assert fs.meta["aliases"] == {"BZ": "BENZENE"}     # "" and identity need no alias
-    assert pp.nrtl.shape == (6, 3, 3) and not pp.nrtl.any()
-    assert pp.kij.shape == (1, 3, 3) and pp.kij[0, 1, 0] == 0.01
-    assert list(fs.feeds) == ["F1", "F2"]
-    f1, f2 = fs.feeds["F1"], fs.feeds["F2"]
-    assert list(f1.flows) == [0.01, 0.02, 0.0]          # component order, missing = 0
+    assert (pp.nrtl.shape, pp.nrtl.any(), pp.kij.shape, pp.kij[0, 1, 0]) == ((6, 3, 3), False, (1, 3, 3), 0.01)
+    assert list(fs.feeds) == ["F1", "F2"] and list(f1.flows) == [0.01, 0.02, 0.0]   # component order, missing = 0
     assert (f1.T, f1.P, f1.vfrac, f2.T, f2.vfrac) == (350.0, 3e5, None, None, 1.0)
-    assert list(fs.blocks) == ["M1", "FL", "SP", "SEP", "COL"]
-    assert (fs.blocks["FL"].kind, fs.blocks["FL"].spec) == ("FLASH2", {"P": 2e5, "duty": 0.0})
-    assert fs.blocks["COL"].spec == {"nstage": 20, "P": 1e5}   # other kinds keep their keys
-    assert fs.blocks["SEP"].spec["split"] == {0: {2: 0.99, 1: 0.1}}
-    assert fs.ports["SP"] == (["L"], ["L1", "L2", None])
-    assert all(type(p[0]) is type(p[1]) is list for p in fs.ports.values())
+    assert list(b) == ["M1", "FL", "SP", "SEP", "COL"] and b["SEP"].spec["split"] == {0: {2: 0.99, 1: 0.1}}
+    assert (b["FL"].kind, b["FL"].spec, b["COL"].spec) == ("FLASH2", {"P": 2e5, "duty": 0.0}, {"nstage": 20, "P": 1e5})
+    assert fs.ports["SP"] == (["L"], ["L1", "L2", None]) and all(type(p[0]) is type(p[1]) is list for p in fs.ports.values())
     assert fs.positions == {"M1": (10.0, 20.0), "FL": (30.5, 20.0), "F1": (0.0, 20.0)}
     assert fs.reactions["R1"]["type"].upper() == "CHEMISTRY"
 

@@ -18,20 +18,15 @@ PLANT = r'''
 import DWSIM.Thermodynamics.PropertyPackages.Auxiliary as AUX
 nrtl = setup("NRTL", "Water", "Ethanol", "Methanol")
 pr = fs.CreateAndAddPropertyPackage("Peng-Robinson (PR)")
-fd = add("MaterialStream", "feed", 10, 20); mix = add("Mixer", "MIX-1", 60, 20)
-s1 = add("MaterialStream", "s1", 100, 20); ht = add("Heater", "HT-1", 140, 20)
-q1 = add("EnergyStream", "Q heater", 140, 80); s2 = add("MaterialStream", "s2", 180, 20)
-cl = add("Cooler", "CL-1", 220, 20); q2 = add("EnergyStream", "Q cooler", 220, 80)
-s3 = add("MaterialStream", "s3", 260, 20); v = add("Vessel", "V-1", 300, 20)
-q3 = add("EnergyStream", "Q vessel", 300, 80); vap = add("MaterialStream", "vapour", 340, 0)
-liq = add("MaterialStream", "liquid", 340, 40); pu = add("Pump", "PUMP-1", 380, 40)
-q4 = add("EnergyStream", "W pump", 380, 100); s4 = add("MaterialStream", "s4", 420, 40)
-sp = add("Splitter", "SPL-1", 460, 40); rec = add("MaterialStream", "recycle", 460, 120)
-s5 = add("MaterialStream", "s5", 500, 40); cs = add("ComponentSeparator", "CS-1", 540, 40)
-q5 = add("EnergyStream", "Q separator", 540, 100); top = add("MaterialStream", "top", 580, 20)
-bot = add("MaterialStream", "bottom", 580, 60); co = add("Compressor", "C-1", 380, -10)
-q6 = add("EnergyStream", "W compressor", 380, -60); s6 = add("MaterialStream", "s6", 420, -10)
-va = add("Valve", "VALVE-1", 460, -10); s7 = add("MaterialStream", "s7", 500, -10)
+PARTS = """fd MaterialStream feed|mix Mixer MIX-1|s1 MaterialStream s1|ht Heater HT-1|q1 EnergyStream Q heater|
+s2 MaterialStream s2|cl Cooler CL-1|q2 EnergyStream Q cooler|s3 MaterialStream s3|v Vessel V-1|q3 EnergyStream Q vessel|
+vap MaterialStream vapour|liq MaterialStream liquid|pu Pump PUMP-1|q4 EnergyStream W pump|s4 MaterialStream s4|
+sp Splitter SPL-1|rec MaterialStream recycle|s5 MaterialStream s5|cs ComponentSeparator CS-1|q5 EnergyStream Q separator|
+top MaterialStream top|bot MaterialStream bottom|co Compressor C-1|q6 EnergyStream W compressor|s6 MaterialStream s6|
+va Valve VALVE-1|s7 MaterialStream s7"""
+for i, part in enumerate(PARTS.replace("\n", "").split("|")):
+    name, t, tag = part.split(" ", 2)
+    globals()[name] = add(t, tag, 40 * i, 30 * (i % 3) - 10)
 connect(fd, mix, -1, 2); chain(mix, s1, ht, s2, cl, s3, v); connect(v, vap, 0); connect(v, liq, 1)
 chain(liq, pu, s4, sp); connect(sp, s5, 0); connect(sp, rec, 1); connect(rec, mix, -1, 4)
 chain(s5, cs, top); connect(cs, bot, 1); chain(vap, co, s6, va, s7)
@@ -60,17 +55,20 @@ kij["Water"]["Methanol"].kij = -0.0778
 
 @pytest.fixture(scope="module")
 def round_trip(tmp_path_factory):
+    """The plant solved, saved under each name below, and the two DWSIM forms loaded back."""
     d = tmp_path_factory.mktemp("rt")
-    return run(PLANT + SNAPSHOT + f"""
+    cases = [("plant.dwxmz", False), ("plant.dwxml", True), ("Plant.DWXMZ", True), ("plant.txt", True), ("plant", True),
+             ("plant.xml", True), ("missing/x.dwxmz", True), ("y.dwxmz", None)]
+    return dict(dir=d, **run(PLANT + SNAPSHOT + f"""
 from DWSIM.FlowsheetBase.Files import FlowsheetFile
 out = dict(errors=solve(), before=snapshot(fs), after={{}})
+out["saved"] = {{n: raises(lambda: a.SaveFlowsheet(fs if c is not None else None, os.path.join({str(d)!r}, n), bool(c)))
+                for n, c in {cases!r}}}
 for ext in (".dwxmz", ".dwxml"):
-    path = os.path.join({str(d)!r}, "plant" + ext)
-    a.SaveFlowsheet(fs, path, ext == ".dwxml")
-    back = a.LoadFlowsheet(path)
+    back = a.LoadFlowsheet(os.path.join({str(d)!r}, "plant" + ext))
     out["after"][ext] = [snapshot(back), list(FlowsheetFile.LoadWarnings(back)), solve(back), snapshot(back)]
 report(out)
-""")
+"""))
 
 
 def by_tag(snap):
@@ -119,18 +117,9 @@ SECTIONS = ["GeneralInfo", "SimulationObjects", "Settings", "DynamicProperties",
 
 
 @pytest.fixture(scope="module")
-def written(tmp_path_factory):
-    d = tmp_path_factory.mktemp("written")
-    cases = [("plant.dwxmz", False), ("plant.dwxml", True), ("Plant.DWXMZ", True), ("plant.txt", True), ("plant", True),
-             ("plant.xml", True), ("missing/x.dwxmz", True)]
-    out = run(PLANT + f"""
-solve()
-got = {{name: raises(lambda: a.SaveFlowsheet(fs, os.path.join({str(d)!r}, name), c)) for name, c in {cases!r}}}
-got["not a flowsheet"] = raises(lambda: a.SaveFlowsheet(None, os.path.join({str(d)!r}, "y.dwxmz"), True))
-report(got)
-""")
-    root = ET.parse(d / "plant.dwxml").getroot()
-    return d, out, root, {g.find("Tag").text: g for g in root.find("GraphicObjects")}
+def written(round_trip):
+    root = ET.parse(round_trip["dir"] / "plant.dwxml").getroot()
+    return round_trip["dir"], round_trip["saved"], root, {g.find("Tag").text: g for g in root.find("GraphicObjects")}
 
 
 def test_extension_decides_the_form(written):
@@ -139,9 +128,9 @@ def test_extension_decides_the_form(written):
     assert zipfile.is_zipfile(d / "plant.dwxmz") and zipfile.is_zipfile(d / "Plant.DWXMZ")
     assert (d / "plant.dwxml").read_bytes().startswith(b"\xef\xbb\xbf<?xml")
     # Unknown extensions write nothing and raise nothing, as in DWSIM; the mobile form is refused.
-    assert not any((d / n).exists() for n in ("plant.txt", "plant", "plant.xml"))
+    assert not any((d / n).exists() for n in ("plant.txt", "plant", "plant.xml", "y.dwxmz"))
     assert raised["plant.xml"][0] == "NotSupportedException" and ".xml" in raised["plant.xml"][1]
-    assert raised["missing/x.dwxmz"][0] == "DirectoryNotFoundException" and raised["not a flowsheet"] is not None
+    assert raised["missing/x.dwxmz"][0] == "DirectoryNotFoundException" and raised["y.dwxmz"] is not None
 
 
 def test_zip_container_as_dwsim_writes_it(written):

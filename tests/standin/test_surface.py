@@ -1,7 +1,7 @@
 """Shapes of the automation surface as pythonnet sees them."""
 import pytest
 
-from standin_support import CLASSES, run
+from standin_support import CLASSES, PROBE, run
 
 # material inputs, energy input after them, outputs, energy connector active
 PORTS = {"MaterialStream": (1, 0, 1, False), "EnergyStream": (1, 0, 1, False), "Mixer": (6, 0, 1, False),
@@ -65,16 +65,15 @@ out.update(mode=str(h.CalcMode), comp=list(m.GetOverallComposition()), vf=m.Phas
            list_rejected=raises(lambda: m.SetOverallComposition([1.0])),
            wrong_length=raises(lambda: m.SetOverallComposition(System.Array[System.Double]([0.5, 0.5]))),
            strings=[m.SetTemperature("25 C") and m.GetTemperature(), m.SetPressure("2 bar") and m.GetPressure()])
-report(out)
+# the same crossings on a minimal assembly of their own
+clr.AddReference({PROBE!r})
+from Probe import Factory, Color
+t = Factory().Make(); c = t.__implementation__
+out["probe"] = [type(t).__name__, hasattr(t, "Paint"), type(c).__name__, type(t.GetAsObject()).__name__, c.Maybe,
+                raises(lambda: setattr(c, "Paint", 5))[0], raises(lambda: c.Sum([1.0, 2.0]))[0]]
+c.Paint, c.Maybe = Color.Blue, 2.5
+report(out | dict(probe=out["probe"] + [str(c.Paint), int(c.Paint), c.Maybe, c.Sum(System.Array[System.Double]([1.0, 2.0, 3.5]))]))
 """)
-
-
-def test_interfaces_hide_concrete_members(made):
-    assert made["fs"] == ["IFlowsheet", "Flowsheet2"]
-    iface, has_name, name, tag, uid, keys, dirty = made["pp"]
-    assert (iface, has_name, name, tag) == ("IPropertyPackage", False, "Peng-Robinson (PR)", "Peng-Robinson (PR)")
-    assert keys == [uid] and uid.startswith("PP-") and dirty
-    assert made["unknown"][0] == "NotSupportedException"
 
 
 @pytest.mark.parametrize("t", list(CLASSES))
@@ -91,7 +90,11 @@ def test_created_objects_and_their_ports(made, t):
         assert d["energy"] == ([n] if energy else NOT_ALLOWED)
 
 
-def test_defaults_and_crossings(made):
+def test_interfaces_defaults_and_crossings(made):
+    iface, has_name, name, tag, uid, keys, dirty = made["pp"]
+    assert made["fs"] == ["IFlowsheet", "Flowsheet2"] and made["unknown"][0] == "NotSupportedException"
+    assert (iface, has_name, name, tag, keys, uid[:3], dirty) == ("IPropertyPackage", False, *["Peng-Robinson (PR)"] * 2,
+                                                                  [uid], "PP-", True)
     assert dict(zip(DEFAULTS, made["defaults"])) == DEFAULTS
     assert made["more"] == [[1.0, 0.0, 0.0], ["HeatRemoved", "OutletTemperature", "OutletVaporFraction",
                                               "TemperatureChange", "EnergyStream"], "Dictionary`2"]
@@ -100,6 +103,7 @@ def test_defaults_and_crossings(made):
     assert made["ints"] == [4, 2, 68, 69, 36, 71, -1, 1, 0, 2]
     assert made["wrong_length"][0] == "ArgumentException"
     assert made["strings"] == [pytest.approx(298.15), pytest.approx(2e5)]
+    assert made["probe"] == ["IThing", False, "Thing", "Thing", None, "TypeError", "TypeError", "Blue", 5, 2.5, 6.5]
 
 
 def test_dotnet_exceptions_reach_python():
