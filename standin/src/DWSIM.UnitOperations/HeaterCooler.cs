@@ -4,8 +4,27 @@ using DWSIM.Thermodynamics.Streams;
 
 namespace DWSIM.UnitOperations.UnitOperations
 {
+    // The members a heater and a cooler share, each with its own mode enum.
+    // DeltaQ is heat added on a heater and heat removed on a cooler (kW).
     [Serializable]
-    public class Heater : UnitOpBaseClass
+    public abstract class HeaterCoolerBase : UnitOpBaseClass
+    {
+        protected HeaterCoolerBase(string name, string description) : base(name, description) { }
+
+        public double? OutletTemperature { get; set; } = 298.15;
+        public double? OutletVaporFraction { get; set; }
+        public double? DeltaQ { get; set; }      // kW
+        public double? DeltaP { get; set; }      // Pa, pressure drop
+        public double? DeltaT { get; set; }      // K, temperature change
+        public double? Eficiencia { get; set; } = 100;
+        public double HeatDuty { get { return DeltaQ ?? 0; } set { DeltaQ = value; } }
+        public double Efficiency { get { return Eficiencia ?? 100; } set { Eficiencia = value; } }
+        public double PressureDrop { get { return DeltaP ?? 0; } set { DeltaP = value; } }
+        public double TemperatureChange { get { return DeltaT ?? 0; } set { DeltaT = value; } }
+    }
+
+    [Serializable]
+    public class Heater : HeaterCoolerBase
     {
         public enum CalculationMode
         {
@@ -17,16 +36,6 @@ namespace DWSIM.UnitOperations.UnitOperations
         public Heater(string name, string description) : base(name, description) { }
 
         public CalculationMode CalcMode { get; set; } = CalculationMode.HeatAdded;
-        public double? OutletTemperature { get; set; } = 298.15;
-        public double? OutletVaporFraction { get; set; }
-        public double? DeltaQ { get; set; }      // kW, heat added
-        public double? DeltaP { get; set; }      // Pa, pressure drop
-        public double? DeltaT { get; set; }      // K
-        public double? Eficiencia { get; set; } = 100;
-        public double HeatDuty { get { return DeltaQ ?? 0; } set { DeltaQ = value; } }
-        public double Efficiency { get { return Eficiencia ?? 100; } set { Eficiencia = value; } }
-        public double PressureDrop { get { return DeltaP ?? 0; } set { DeltaP = value; } }
-        public double TemperatureChange { get { return DeltaT ?? 0; } set { DeltaT = value; } }
 
         public override string[] GetCalculationModes() { return Enum.GetNames(typeof(CalculationMode)); }
         public override void SetCalculationMode(int mode) { CalcMode = (CalculationMode)mode; }
@@ -64,7 +73,7 @@ namespace DWSIM.UnitOperations.UnitOperations
     }
 
     [Serializable]
-    public class Cooler : UnitOpBaseClass
+    public class Cooler : HeaterCoolerBase
     {
         public enum CalculationMode
         {
@@ -75,16 +84,6 @@ namespace DWSIM.UnitOperations.UnitOperations
         public Cooler(string name, string description) : base(name, description) { }
 
         public CalculationMode CalcMode { get; set; } = CalculationMode.HeatRemoved;
-        public double? OutletTemperature { get; set; } = 298.15;
-        public double? OutletVaporFraction { get; set; }
-        public double? DeltaQ { get; set; }      // kW, heat removed (positive when cooling)
-        public double? DeltaP { get; set; }      // Pa, pressure drop
-        public double? DeltaT { get; set; }      // K, temperature decrease
-        public double? Eficiencia { get; set; } = 100;
-        public double HeatDuty { get { return DeltaQ ?? 0; } set { DeltaQ = value; } }
-        public double Efficiency { get { return Eficiencia ?? 100; } set { Eficiencia = value; } }
-        public double PressureDrop { get { return DeltaP ?? 0; } set { DeltaP = value; } }
-        public double TemperatureChange { get { return DeltaT ?? 0; } set { DeltaT = value; } }
 
         public override string[] GetCalculationModes() { return Enum.GetNames(typeof(CalculationMode)); }
         public override void SetCalculationMode(int mode) { CalcMode = (CalculationMode)mode; }

@@ -37,6 +37,18 @@ namespace DWSIM.FlowsheetBase.Files
 
         private static string Id(object id) { return id == null ? "" : Convert.ToString(id, System.Globalization.CultureInfo.InvariantCulture); }
 
+        // One NRTL or UNIQUAC pair as DWSIM writes it; the two records share these fields.
+        private static XElement ActivityPair(string c1, string c2, object id1, object id2, double a12, double a21,
+                                             double b12, double b21, double c12, double c21)
+        {
+            return new XElement("InteractionParameter",
+                new XAttribute("Compound1", c1), new XAttribute("Compound2", c2),
+                new XAttribute("ID1", Id(id1)), new XAttribute("ID2", Id(id2)),
+                new XAttribute("A12", Num(a12)), new XAttribute("A21", Num(a21)),
+                new XAttribute("B12", Num(b12)), new XAttribute("B21", Num(b21)),
+                new XAttribute("C12", Num(c12)), new XAttribute("C21", Num(c21)));
+        }
+
         public static IEnumerable<XElement> Write(PropertyPackage pp, HashSet<string> selected, HashSet<string> selectedCas)
         {
             var pr = pp as PengRobinsonPropertyPackage;
@@ -51,13 +63,9 @@ namespace DWSIM.FlowsheetBase.Files
                     new XElement("InteractionParameters_NRTL", Pairs(nrtl.m_uni.InteractionParameters, selected).Select(p =>
                     {
                         var d = p.Value.Value;
-                        return new XElement("InteractionParameter",
-                            new XAttribute("Compound1", p.Key), new XAttribute("Compound2", p.Value.Key),
-                            new XAttribute("ID1", Id(d.ID1)), new XAttribute("ID2", Id(d.ID2)),
-                            new XAttribute("A12", Num(d.A12)), new XAttribute("A21", Num(d.A21)),
-                            new XAttribute("B12", Num(d.B12)), new XAttribute("B21", Num(d.B21)),
-                            new XAttribute("C12", Num(d.C12)), new XAttribute("C21", Num(d.C21)),
-                            new XAttribute("alpha12", Num(d.alpha12)));
+                        var e = ActivityPair(p.Key, p.Value.Key, d.ID1, d.ID2, d.A12, d.A21, d.B12, d.B21, d.C12, d.C21);
+                        e.Add(new XAttribute("alpha12", Num(d.alpha12)));
+                        return e;
                     }))
                 };
             }
@@ -69,12 +77,7 @@ namespace DWSIM.FlowsheetBase.Files
                     new XElement("InteractionParameters_UNIQUAC", Pairs(uniquac.m_uni.InteractionParameters, selected).Select(p =>
                     {
                         var d = p.Value.Value;
-                        return new XElement("InteractionParameter",
-                            new XAttribute("Compound1", p.Key), new XAttribute("Compound2", p.Value.Key),
-                            new XAttribute("ID1", Id(d.ID1)), new XAttribute("ID2", Id(d.ID2)),
-                            new XAttribute("A12", Num(d.A12)), new XAttribute("A21", Num(d.A21)),
-                            new XAttribute("B12", Num(d.B12)), new XAttribute("B21", Num(d.B21)),
-                            new XAttribute("C12", Num(d.C12)), new XAttribute("C21", Num(d.C21)));
+                        return ActivityPair(p.Key, p.Value.Key, d.ID1, d.ID2, d.A12, d.A21, d.B12, d.B21, d.C12, d.C21);
                     }))
                 };
             }
