@@ -1,7 +1,7 @@
 """Flowsheets built through pythonnet and solved by the stand-in."""
 import pytest
 
-from standin_support import run
+from child import call
 
 
 def close_balance(inflows, outflows, rel=1e-9):
@@ -9,21 +9,7 @@ def close_balance(inflows, outflows, rel=1e-9):
 
 
 def test_pump_heater_vessel_train():
-    r = run("""
-setup("NRTL", "Water", "Ethanol")
-f, s2, s3, vap, liq = streams("F", "S2", "S3", "VAP", "LIQ")
-ep, eh, p, h, v = add("EnergyStream"), add("EnergyStream"), add("Pump"), add("Heater"), add("Vessel")
-chain(f, p, s2, h, s3, v, vap); connect(v, liq); connect(ep, p); connect(eh, h)
-feed(f, 300, 101325, 10, [0.7, 0.3])
-pi = configure(p, CalcMode=U.Pump.CalculationMode.OutletPressure, Pout=300000.0)
-hi = configure(h, CalcMode=U.Heater.CalculationMode.OutletVaporFraction, OutletVaporFraction=0.4, DeltaP=50000.0)
-out = dict(before=[hi.DeltaQ, state(vap)["vf"], state(s3)["calculated"]], errors=solve())
-out.update(s={t: state(o) for t, o in (("F", f), ("S2", s2), ("S3", s3), ("VAP", vap), ("LIQ", liq))},
-           flows=[flows(f), [x + y for x, y in zip(flows(vap), flows(liq))]],
-           pump=[pi.DeltaQ, pi.DeltaP, pi.DeltaT, ep.__implementation__.EnergyFlow],
-           heater=[hi.DeltaQ, hi.OutletTemperature, eh.__implementation__.EnergyFlow, v.GetAsObject().DeltaQ])
-report(out)
-""")
+    r = call("solve_scenarios:pump_heater_vessel_train")
     assert r["before"] == [None, None, False] and r["errors"] == []
     close_balance(*r["flows"])
     s, (dq, dp, dt, ep), (q, t_out, eh, vessel) = r["s"], r["pump"], r["heater"]
@@ -41,20 +27,7 @@ report(out)
 
 @pytest.mark.parametrize("accelerate", [True, False])
 def test_recycle_through_mixer_and_splitter(accelerate):
-    r = run(f"""
-from DWSIM.GlobalSettings import Settings
-Settings.RecycleAcceleration = {accelerate}
-setup("Raoult's Law", "Methanol", "Water")
-f, m, h, product, rec = streams("FEED", "MIXED", "HOT", "PRODUCT", "RECYCLE")
-mx, ht, sp = add("Mixer"), add("Heater"), add("Splitter")
-chain(f, mx, m, ht, h, sp, product); chain(sp, rec, mx)
-feed(f, 300, 200000, 5, [0.4, 0.6])
-hi = configure(ht, CalcMode=U.Heater.CalculationMode.OutletTemperature, OutletTemperature=320.0)
-sp.GetAsObject().Ratios[0] = 0.25
-errs = solve()
-report(dict(errors=errs, mixed=state(m), recycle=state(rec), ratios=[float(x) for x in sp.GetAsObject().Ratios],
-            flows=[flows(f), flows(product)], duty=hi.DeltaQ, again=solve(), mixed_again=state(m)["F"]))
-""")
+    r = call("solve_scenarios:recycle_through_mixer_and_splitter", accelerate)
     assert r["errors"] == [] and r["again"] == [] and r["ratios"] == pytest.approx([0.25, 0.75, 0.0])
     # 25 % leaves, 75 % goes round: the loop carries feed / 0.25
     assert [r["mixed"]["F"], r["mixed_again"]] == pytest.approx([20.0, 20.0], rel=1e-7)
@@ -64,28 +37,7 @@ report(dict(errors=errs, mixed=state(m), recycle=state(rec), ratios=[float(x) fo
 
 
 def test_unit_operations_each():
-    r = run("""
-from DWSIM.UnitOperations.UnitOperations.Auxiliary import ComponentSeparationSpec, SeparationSpec
-setup("Peng-Robinson (PR)", "Methane", "Propane", "N-hexane")
-g1, g2, l1, l2, l3, c1, c2, m1, m2, m3 = streams("G1", "G2", "L1", "L2", "L3", "C1", "C2", "M1", "M2", "M3")
-k, va, cl, cs, mx, ecl, ecs = (add(t) for t in ("Compressor", "Valve", "Cooler", "ComponentSeparator", "Mixer",
-                                                 "EnergyStream", "EnergyStream"))
-chain(g1, k, g2); chain(l1, cl, l2, va, l3, cs, c1); connect(cs, c2); connect(cl, ecl); connect(cs, ecs)
-chain(m1, mx, m3); connect(m2, mx)
-feed(g1, 300, 100000, 2, [0.9, 0.1, 0.0]); feed(l1, 400, 3000000, 3, [0.1, 0.3, 0.6])
-feed(m1, 300, 300000, 1, [1, 0, 0]); feed(m2, 350, 200000, 1, [0, 1, 0])
-ki = configure(k, POut=500000.0)
-cli = configure(cl, CalcMode=U.Cooler.CalculationMode.OutletTemperature, OutletTemperature=330.0)
-vai = configure(va, CalcMode=U.Valve.CalculationMode.OutletPressure, OutletPressure=500000.0)
-csi = cs.GetAsObject()
-for comp, kind, value, unit in (("Methane", "PercentInletMolarFlow", 100.0, ""), ("Propane", "PercentInletMassFlow", 50.0, "%"),
-                                ("N-hexane", "MolarFlow", 0.18, "mol/s")):
-    csi.ComponentSepSpecs[comp] = ComponentSeparationSpec(comp, getattr(SeparationSpec, kind), value, unit)
-report(dict(errors=solve(), compressor=[ki.DeltaQ, ki.OutletTemperature, state(g2)],
-            cooler=[cli.DeltaQ, ecl.__implementation__.EnergyFlow, state(l2)], valve=[state(l3), vai.DeltaP],
-            cs=[flows(l3), flows(c1), flows(c2), csi.EnergyImb, ecs.__implementation__.EnergyFlow, state(c1), state(c2)],
-            mixer=state(m3)))
-""")
+    r = call("solve_scenarios:unit_operations_each")
     (power, t_out, g2), (removed, e_flow, before), (after, dp) = r["compressor"], r["cooler"], r["valve"]
     assert r["errors"] == [] and power > 0 and t_out > 400 and removed > 0 and e_flow == removed
     assert [g2["P"], g2["T"], before["T"], after["P"], dp] == pytest.approx([5e5, t_out, 330.0, 5e5, 3e6 - 5e5])
@@ -99,51 +51,13 @@ report(dict(errors=solve(), compressor=[ki.DeltaQ, ki.OutletTemperature, state(g
 
 
 def test_boiling_point_of_water_is_near_373_K():
-    r = run("""
-setup("Raoult's Law", "Water")
-f, o1, o2 = streams("F", "O1", "O2")
-h1, h2 = add("Heater"), add("Heater")
-chain(f, h1, o1, h2, o2)
-feed(f, 300, 101325, 1, [1.0])
-for h, vf in ((h1, 0.0), (h2, 1.0)):
-    configure(h, CalcMode=U.Heater.CalculationMode.OutletVaporFraction, OutletVaporFraction=vf)
-report(dict(errors=solve(), bubble=state(o1)["T"], dew=state(o2)["T"], latent=h2.GetAsObject().DeltaQ))
-""")
+    r = call("solve_scenarios:boiling_point_of_water")
     assert r["errors"] == [] and r["bubble"] == pytest.approx(373.15, abs=3) and r["dew"] == pytest.approx(r["bubble"], abs=1e-6)
     assert r["latent"] == pytest.approx(40.66, rel=0.02)   # kW to evaporate 1 mol/s of water
 
 
 def test_solve_errors():
-    r = run("""
-fs.AddCompound("Water"); fs.AddCompound("Bromine")
-h = add("Heater")
-res = dict(no_package=solve())
-fs.CreateAndAddPropertyPackage("Raoult's Law")
-res["unconnected"] = solve()
-o = add("MaterialStream", "OUT")
-connect(h, o)
-res["open_inlet"] = solve()
-f = add("MaterialStream", "IN")
-connect(f, h)
-for key, F, z in (("no_flow", 0, [1, 0]), ("no_data", 1, [0.5, 0.5]), ("bad_fractions", 1, [0.5, 0.6]), ("ok", 1, [1, 0])):
-    feed(f, 300, 101325, F, z)
-    res[key] = solve()
-hi = configure(h, DeltaQ=1e9)    # kW on 1 mol/s: no temperature below 3000 K fits
-res["flash_fails"] = solve()
-configure(h, CalcMode=U.Heater.CalculationMode.OutletVaporFraction, OutletVaporFraction=1.5)
-res["bad_vf"] = solve()
-configure(h, CalcMode=U.Heater.CalculationMode.HeatAdded, DeltaQ=0.0)
-# a vessel overriding its flash temperature needs an energy stream; one error stops the solve
-v, (v1, v2, f2) = add("Vessel"), streams("V1", "V2", "IN2")
-feed(f2, 300, 101325, 1, [1, 0])
-chain(f2, v, v1); connect(v, v2)
-configure(v, OverrideT=True)
-connect(add("MaterialStream", "IN3"), add("Mixer"))
-res["override_and_open_mixer"] = solve()
-res["empty_flowsheet"] = solve(a.CreateFlowsheet())
-res["results_kept"] = state(o)["T"]
-report(res)
-""")
+    r = call("solve_scenarios:solve_errors")
     assert r["no_package"] == r["unconnected"] == r["empty_flowsheet"] == r["ok"] == []
     assert r["open_inlet"] == ["HT-1: Check the connections of the object."]
     for key, start in (("no_flow", "IN: "), ("bad_fractions", "IN: mole fractions"), ("flash_fails", "HT-1: PH flash did not converge")):

@@ -1,0 +1,62 @@
+"""The one runner for code that needs a fresh interpreter.
+
+A process holds one .NET runtime and one automation instance for its whole life, so
+every scenario of the real road runs in a child process of its own. A scenario is a
+plain function in a helper module under tests/ (``"module:function"``); the child
+imports it, calls it with the JSON arguments, and prints its JSON result on one line
+that starts with ``RESULT ``.
+
+    python tests/child.py module:function '[args...]'
+"""
+import json
+import os
+import subprocess
+import sys
+from pathlib import Path
+
+TESTS = Path(__file__).resolve().parent
+ROOT = TESTS.parent
+SHARED = ROOT.parent / "shared"
+# The DWSIM folder of the test run: the built stand-in unless the environment
+# names another installation.
+DWSIM = Path(os.environ.get("KELVANE_DWSIM") or ROOT / "standin" / "out" / "dwsim")
+# Every folder of tests/ that holds helper modules, so that a target's module
+# is found by its bare name.
+PATHS = [str(TESTS)] + sorted(str(p) for p in TESTS.iterdir() if p.is_dir() and not p.name.startswith((".", "_")))
+
+
+def spawn(target, *args, env=None, timeout=120):
+    """Runs `target` ("module:function") with `args` in a new interpreter; the
+    finished process, whatever its exit code."""
+    full = {**os.environ, "KELVANE_DWSIM": str(DWSIM), "PYTHONWARNINGS": "ignore", **(env or {})}
+    full["PYTHONPATH"] = os.pathsep.join(PATHS + [p for p in [os.environ.get("PYTHONPATH")] if p])
+    return subprocess.run([sys.executable, str(Path(__file__)), target, json.dumps(list(args))],
+                          capture_output=True, text=True, env=full, timeout=timeout)
+
+
+def result(done):
+    """The value that the child's function returned."""
+    lines = [line[7:] for line in done.stdout.splitlines() if line.startswith("RESULT ")]
+    if done.returncode != 0 or len(lines) != 1:
+        import pytest
+        pytest.fail(f"child failed (exit {done.returncode}, {len(lines)} results):\n"
+                    f"{done.stderr[-4000:]}\n{done.stdout[-2000:]}")
+    return json.loads(lines[0])
+
+
+def call(target, *args, env=None, timeout=120):
+    """Runs `target` in a new interpreter and returns its result; the test fails
+    with the child's output when the child fails."""
+    return result(spawn(target, *args, env=env, timeout=timeout))
+
+
+def _main(target, args):
+    import importlib
+    module, _, function = target.partition(":")
+    value = getattr(importlib.import_module(module), function)(*json.loads(args))
+    sys.stdout.write("RESULT " + json.dumps(value) + "\n")
+    sys.stdout.flush()
+
+
+if __name__ == "__main__":
+    _main(*sys.argv[1:3])
