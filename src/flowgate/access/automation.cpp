@@ -1,12 +1,15 @@
 #include "access/automation.hpp"
 
 #include "access/discovery.hpp"
+#include "frame/process.hpp"
 #include "frame/tables.hpp"
 
 namespace flowgate {
 namespace {
 
 constexpr const char* NOT_INSTALLED = "DWSIM is not installed (Settings > Simulators: its folder)";
+
+const Name A{"a"}, M{"m"}, OBJECT_TYPE{"ObjectType"}, UNITS{"U"}, LOCK{"_LOCK"};
 
 // Holds _LOCK for the lifetime of the guard; released on every way out.
 class LockGuard {
@@ -41,11 +44,13 @@ void load_runtime(py::handle sys) {
 // References each assembly by full path when the folder holds it, else by
 // name, leaving the search to the runtime.
 void reference_assemblies(py::handle clr, py::handle where, py::handle os) {
+    static const Name DLLS{"DLLS"};
     py::object join = os.attr("path").attr("join");
     py::object exists = os.attr("path").attr("exists");
-    for (py::handle name : py::tuple(table("DLLS"))) {
+    py::object add_reference = clr.attr("AddReference");
+    for (py::handle name : py::tuple(table(DLLS))) {
         py::object path = join(where, py::str(name) + py::str(".dll"));
-        clr.attr("AddReference")(truthy(exists(path)) ? path : py::reinterpret_borrow<py::object>(name));
+        add_reference(truthy(exists(path)) ? path : py::reinterpret_borrow<py::object>(name));
     }
 }
 
@@ -65,15 +70,7 @@ py::object create_automation(py::handle System) {
     }
 }
 
-py::tuple loaded(const py::dict& st) { return py::make_tuple(st["a"], st["m"]); }
-
-}  // namespace
-
-py::tuple automation() {
-    LockGuard guard(table("_LOCK"));
-    py::dict st = state();
-    if (st.contains("a")) return loaded(st);
-
+void load(const py::dict& st) {
     py::object where = folder();
     if (where.is_none()) raise(PyExc_RuntimeError, NOT_INSTALLED);
 
@@ -95,9 +92,27 @@ py::tuple automation() {
     m["U"] = units.attr("UnitOperations");
     m["System"] = System;
     m["clr"] = clr;
-    st["a"] = a;
-    st["m"] = m;
-    return loaded(st);
+    st[A.get()] = a;
+    st[M.get()] = m;
+}
+
+}  // namespace
+
+py::tuple automation() {
+    LockGuard guard(module_attr(LOCK));
+    py::dict st = state();
+    if (!st.contains(A.get())) load(st);
+    return py::make_tuple(item(st, A), item(st, M));
+}
+
+Automation automation_state() {
+    auto [a, m] = unpack2(automation());
+    return automation_of(a, m);
+}
+
+Automation automation_of(py::handle a, py::handle m) {
+    return {py::reinterpret_borrow<py::object>(a), py::reinterpret_borrow<py::object>(m), item(m, OBJECT_TYPE),
+            item(m, UNITS)};
 }
 
 }  // namespace flowgate

@@ -1,151 +1,255 @@
 #include "access/surface.hpp"
 
 namespace flowgate::dwsim {
+namespace {
 
-const HeaterMode OUTLET_TEMPERATURE{"OutletTemperature", "OutletTemperature"};
-const HeaterMode OUTLET_VAPOUR_FRACTION{"OutletVaporFraction", "OutletVaporFraction"};
-const HeaterMode HEAT_ADDED{"HeatAdded", "DeltaQ"};
+// DWSIM's member names, exactly as DWSIM writes them (`Pout` on the pump,
+// `POut` on the compressor).
+const Name CreateFlowsheet{"CreateFlowsheet"}, LoadFlowsheet{"LoadFlowsheet"}, SaveFlowsheet{"SaveFlowsheet"},
+    CalculateFlowsheet4{"CalculateFlowsheet4"}, Message{"Message"};
+const Name AvailableCompounds{"AvailableCompounds"}, SelectedCompounds{"SelectedCompounds"},
+    CAS_Number{"CAS_Number"}, AddCompound{"AddCompound"};
+const Name CreateAndAddPropertyPackage{"CreateAndAddPropertyPackage"}, PropertyPackages{"PropertyPackages"},
+    ComponentName{"ComponentName"};
+const Name AddObject{"AddObject"}, GetAsObject{"GetAsObject"}, ConnectObjects{"ConnectObjects"},
+    SimulationObjects{"SimulationObjects"};
+const Name Keys{"Keys"}, Values{"Values"}, ContainsKey{"ContainsKey"}, Add{"Add"}, Clear{"Clear"},
+    Clone{"Clone"};
+const Name implementation{"__implementation__"}, GetType{"GetType"}, TypeName{"Name"};
+const Name GraphicObject{"GraphicObject"}, Tag{"Tag"}, X{"X"}, Y{"Y"}, InputConnectors{"InputConnectors"},
+    OutputConnectors{"OutputConnectors"}, Count{"Count"}, IsAttached{"IsAttached"},
+    AttachedConnector{"AttachedConnector"}, AttachedFrom{"AttachedFrom"}, AttachedTo{"AttachedTo"};
+const Name m_uni{"m_uni"}, m_pr{"m_pr"}, InteractionParameters{"InteractionParameters"};
+const Name ID1{"ID1"}, ID2{"ID2"}, A12{"A12"}, A21{"A21"}, B12{"B12"}, B21{"B21"}, C12{"C12"}, C21{"C21"},
+    alpha12{"alpha12"}, kij{"kij"};
+const Name SetTemperature{"SetTemperature"}, SetPressure{"SetPressure"}, SetMolarFlow{"SetMolarFlow"},
+    SetOverallComposition{"SetOverallComposition"}, GetTemperature{"GetTemperature"},
+    GetPressure{"GetPressure"}, GetMolarFlow{"GetMolarFlow"}, GetOverallComposition{"GetOverallComposition"},
+    Phases{"Phases"}, Properties{"Properties"}, molarfraction{"molarfraction"};
+const Name CalcMode{"CalcMode"}, CalculationMode{"CalculationMode"}, DeltaQ{"DeltaQ"}, DeltaP{"DeltaP"},
+    OutletPressureMode{"OutletPressure"};
+const Name OverrideT{"OverrideT"}, OverrideP{"OverrideP"}, FlashTemperature{"FlashTemperature"},
+    FlashPressure{"FlashPressure"};
+const Name Ratios{"Ratios"}, ComponentSepSpecs{"ComponentSepSpecs"}, SpecValue{"SpecValue"},
+    SpecifiedStreamIndex{"SpecifiedStreamIndex"}, PercentInletMolarFlow{"PercentInletMolarFlow"};
+const Name Heater{"Heater"}, Efficiency{"Efficiency"}, AdiabaticEfficiency{"AdiabaticEfficiency"};
 
-const PressureUnit PUMP{"Pump", "Pout", "Efficiency"};
-const PressureUnit COMPRESSOR{"Compressor", "POut", "AdiabaticEfficiency"};
-const PressureUnit VALVE{"Valve", "OutletPressure", nullptr};
+constexpr int VAPOUR = 2;  // phase 2 of a stream is its vapour
 
-py::object create_flowsheet(py::handle a) { return a.attr("CreateFlowsheet")(); }
+// A value of Keys or Values: bound to a name first, so that the collection
+// lives while it is iterated.
+py::object collection(py::handle keyed, const Name& which) { return attr(keyed, which); }
+
+}  // namespace
+
+const Name MATERIAL_STREAM{"MaterialStream"}, ENERGY_STREAM{"EnergyStream"};
+const char* const MATERIAL_STREAM_CLASS = "MaterialStream";
+const char* const ENERGY_STREAM_CLASS = "EnergyStream";
+
+const HeaterMode OUTLET_TEMPERATURE{Name{"OutletTemperature"}, Name{"OutletTemperature"}};
+const HeaterMode OUTLET_VAPOUR_FRACTION{Name{"OutletVaporFraction"}, Name{"OutletVaporFraction"}};
+const HeaterMode HEAT_ADDED{Name{"HeatAdded"}, Name{"DeltaQ"}};
+
+const PressureUnit PUMP{Name{"Pump"}, Name{"Pout"}, &Efficiency};
+const PressureUnit COMPRESSOR{Name{"Compressor"}, Name{"POut"}, &AdiabaticEfficiency};
+const PressureUnit VALVE{Name{"Valve"}, Name{"OutletPressure"}, nullptr};
+
+py::object create_flowsheet(py::handle a) { return call_method(a, CreateFlowsheet); }
+
+py::object load_flowsheet(py::handle a, py::handle path) { return call_method(a, LoadFlowsheet, path); }
+
+void save_flowsheet(py::handle a, py::handle sim, py::handle path) {
+    call_method(a, SaveFlowsheet, sim, path, py::bool_(true));
+}
 
 py::list calculate_flowsheet(py::handle a, py::handle sim) {
-    py::object result = a.attr("CalculateFlowsheet4")(sim);
+    py::object result = call_method(a, CalculateFlowsheet4, sim);
     py::list errors;
     if (!truthy(result)) return errors;
-    for (py::handle e : result) errors.append(py::str(e.attr("Message")));
+    for (py::handle e : result) errors.append(py::str(attr(e, Message)));
     return errors;
 }
 
-void save_flowsheet(py::handle a, py::handle sim, py::handle path) {
-    a.attr("SaveFlowsheet")(sim, path, true);
-}
+py::object available_compounds(py::handle sim) { return attr(sim, AvailableCompounds); }
 
-py::object available_compounds(py::handle sim) { return sim.attr("AvailableCompounds"); }
+py::object selected_compounds(py::handle sim) { return attr(sim, SelectedCompounds); }
 
-py::object cas_number(py::handle db, py::handle name) {
-    return py::str(db[name].attr("CAS_Number")).attr("strip")();
-}
+py::object cas_number(py::handle compound) { return attr(compound, CAS_Number); }
 
-void add_compound(py::handle sim, py::handle name) { sim.attr("AddCompound")(name); }
+void add_compound(py::handle sim, py::handle name) { call_method(sim, AddCompound, name); }
 
 // DWSIM gives the package as its interface; its parameter tables stand on
 // the concrete class.
 py::object add_property_package(py::handle sim, py::handle name) {
-    return sim.attr("CreateAndAddPropertyPackage")(name).attr("__implementation__");
+    return attr(call_method(sim, CreateAndAddPropertyPackage, name), implementation);
 }
 
-py::object object_type(py::handle OT, py::handle member) { return OT.attr(member); }
+py::list property_packages(py::handle sim) {
+    py::object values = collection(attr(sim, PropertyPackages), Values);
+    py::list packages;
+    for (py::handle p : values) packages.append(attr(p, implementation));
+    return packages;
+}
+
+py::object package_name(py::handle pkg) { return attr(pkg, ComponentName); }
+
+py::object object_type(py::handle OT, const Name& member) { return attr(OT, member); }
 
 py::object add_object(py::handle sim, py::handle type, py::handle x, py::handle y, py::handle tag) {
-    return sim.attr("AddObject")(type, x, y, tag).attr("GetAsObject")();
+    return call_method(call_method(sim, AddObject, type, x, y, tag), GetAsObject);
 }
 
 // DWSIM connects drawing objects, not simulation objects.
 void connect_objects(py::handle sim, py::handle from, py::handle to, py::handle i, py::handle j) {
-    sim.attr("ConnectObjects")(from.attr("GraphicObject"), to.attr("GraphicObject"), i, j);
+    call_method(sim, ConnectObjects, attr(from, GraphicObject), attr(to, GraphicObject), i, j);
 }
 
-py::object output_count(py::handle unit) {
-    return unit.attr("GraphicObject").attr("OutputConnectors").attr("Count");
+// The entries of SimulationObjects are interface views: the concrete object
+// carries the members of its class.
+std::vector<Entry> simulation_objects(py::handle sim) {
+    py::object values = collection(attr(sim, SimulationObjects), Values);
+    std::vector<Entry> entries;
+    for (py::handle v : values) entries.push_back({attr(v, GraphicObject), attr(v, implementation)});
+    return entries;
 }
 
-py::object keys(py::handle table) { return table.attr("Keys"); }
+py::object graphic_object(py::handle o) { return attr(o, GraphicObject); }
 
-bool contains_key(py::handle table, py::handle key) {
-    return truthy(table.attr("ContainsKey")(key));
+py::str class_name(py::handle o) { return py::str(attr(call_method(o, GetType), TypeName)); }
+
+py::str tag(py::handle graphic) { return py::str(attr(graphic, Tag)); }
+
+std::pair<py::object, py::object> position(py::handle graphic) { return {attr(graphic, X), attr(graphic, Y)}; }
+
+py::object output_count(py::handle graphic) { return attr(attr(graphic, OutputConnectors), Count); }
+
+std::vector<Connection> connections(py::handle graphic, Side side) {
+    const bool inlet = side == Side::in;
+    py::object points = attr(graphic, inlet ? InputConnectors : OutputConnectors);
+    std::vector<Connection> found;
+    for (py::handle point : points) {
+        if (!truthy(attr(point, IsAttached))) continue;
+        py::object connector = attr(point, AttachedConnector);
+        if (connector.is_none()) continue;
+        py::object other = attr(connector, inlet ? AttachedFrom : AttachedTo);
+        found.push_back({other, tag(other)});
+    }
+    return found;
 }
 
-void add_entry(py::handle table, py::handle key, py::handle value) {
-    table.attr("Add")(key, value);
-}
+py::object keys(py::handle table) { return collection(table, Keys); }
+
+bool contains_key(py::handle table, py::handle key) { return truthy(call_method(table, ContainsKey, key)); }
+
+void add_entry(py::handle table, py::handle key, py::handle value) { call_method(table, Add, key, value); }
 
 // The closed generic type of an existing table can be called to make an
 // empty one.
-py::object new_table_like(py::handle table) {
-    return py::type::handle_of(table)();
+py::object new_table_like(py::handle table) { return py::type::handle_of(table)(); }
+
+py::object nrtl_parameters(py::handle pkg) { return attr(attr(pkg, m_uni), InteractionParameters); }
+
+py::object kij_parameters(py::handle pkg) { return attr(attr(pkg, m_pr), InteractionParameters); }
+
+py::object clone(py::handle record) { return call_method(record, Clone); }
+
+void set_nrtl_names(py::handle record, py::handle id1, py::handle id2) {
+    set_attr(record, ID1, id1);
+    set_attr(record, ID2, id2);
 }
 
-py::object clone(py::handle record) { return record.attr("Clone")(); }
-
-py::object nrtl_parameters(py::handle pkg) {
-    return pkg.attr("m_uni").attr("InteractionParameters");
+void set_nrtl(py::handle record, NrtlField field, py::handle value) {
+    static const Name* const FIELDS[] = {&A12, &A21, &B12, &B21, &C12, &C21, &alpha12};
+    set_attr(record, *FIELDS[static_cast<int>(field)], value);
 }
 
-py::object kij_parameters(py::handle pkg) {
-    return pkg.attr("m_pr").attr("InteractionParameters");
+void set_kij(py::handle record, py::handle value) { set_attr(record, kij, value); }
+
+py::object double_array_type() {
+    py::object array = import_from("System", "Array");
+    py::object dbl = import_from("System", "Double");
+    return array[dbl];
 }
 
-void set_kij(py::handle record, py::handle kij) { record.attr("kij") = kij; }
+void set_temperature(py::handle stream, py::handle kelvin) { call_method(stream, SetTemperature, kelvin); }
 
-py::object double_array(py::handle Array, py::handle Double, py::handle values) {
-    return Array[Double](values);
-}
+void set_pressure(py::handle stream, py::handle pascal) { call_method(stream, SetPressure, pascal); }
 
-void set_temperature(py::handle stream, py::handle kelvin) {
-    stream.attr("SetTemperature")(kelvin);
-}
-
-void set_pressure(py::handle stream, py::handle pascal) { stream.attr("SetPressure")(pascal); }
-
-void set_molar_flow(py::handle stream, py::handle mol_per_s) {
-    stream.attr("SetMolarFlow")(mol_per_s);
-}
+void set_molar_flow(py::handle stream, py::handle mol_per_s) { call_method(stream, SetMolarFlow, mol_per_s); }
 
 void set_overall_composition(py::handle stream, py::handle fractions) {
-    stream.attr("SetOverallComposition")(fractions);
+    call_method(stream, SetOverallComposition, fractions);
 }
 
-py::object temperature(py::handle stream) { return stream.attr("GetTemperature")(); }
+py::object temperature(py::handle stream) { return call_method(stream, GetTemperature); }
 
-py::object pressure(py::handle stream) { return stream.attr("GetPressure")(); }
+py::object pressure(py::handle stream) { return call_method(stream, GetPressure); }
 
-py::object molar_flow(py::handle stream) { return stream.attr("GetMolarFlow")(); }
+py::object molar_flow(py::handle stream) { return call_method(stream, GetMolarFlow); }
 
-py::object overall_composition(py::handle stream) {
-    return stream.attr("GetOverallComposition")();
-}
+py::object overall_composition(py::handle stream) { return call_method(stream, GetOverallComposition); }
 
-// Phase 2 of a stream is its vapour.
 py::object vapour_fraction(py::handle stream) {
-    return stream.attr("Phases")[py::int_(2)].attr("Properties").attr("molarfraction");
+    py::object phase = item(attr(stream, Phases), py::int_(VAPOUR));
+    return attr(attr(phase, Properties), molarfraction);
 }
 
 // Mixers, splitters and separators have no DeltaQ at all.
-py::object delta_q(py::handle unit) { return attr_or(unit, "DeltaQ"); }
+py::object delta_q(py::handle unit) { return attr_or(unit, DeltaQ); }
+
+// A vessel has no DeltaP.
+py::object delta_p(py::handle unit) { return attr_or(unit, DeltaP); }
+
+// The mode is read as text; a unit without one reads as "".
+const HeaterMode& heater_mode(py::handle unit) {
+    py::str mode(attr_or(unit, CalcMode, py::str("")));
+    for (const HeaterMode* m : {&OUTLET_TEMPERATURE, &OUTLET_VAPOUR_FRACTION}) {
+        if (mode.contains(m->mode.get())) return *m;
+    }
+    return HEAT_ADDED;
+}
 
 void set_heater_mode(py::handle heater, py::handle U, const HeaterMode& mode) {
-    heater.attr("CalcMode") = U.attr("Heater").attr("CalculationMode").attr(mode.mode);
+    set_attr(heater, CalcMode, attr(attr(attr(U, Heater), CalculationMode), mode.mode));
 }
 
 void set_heater_value(py::handle heater, const HeaterMode& mode, py::handle value) {
-    heater.attr(mode.member) = value;
+    set_attr(heater, mode.member, value);
 }
 
-void set_pressure_drop(py::handle heater, py::handle pascal) {
-    heater.attr("DeltaP") = pascal;
-}
+py::object heater_value(py::handle heater, const HeaterMode& mode) { return attr(heater, mode.member); }
+
+void set_pressure_drop(py::handle heater, py::handle pascal) { set_attr(heater, DeltaP, pascal); }
+
+bool overrides_temperature(py::handle vessel) { return truthy(attr_or(vessel, OverrideT, py::bool_(false))); }
+
+bool overrides_pressure(py::handle vessel) { return truthy(attr_or(vessel, OverrideP, py::bool_(false))); }
+
+py::object flash_temperature(py::handle vessel) { return attr(vessel, FlashTemperature); }
+
+py::object flash_pressure(py::handle vessel) { return attr(vessel, FlashPressure); }
 
 void set_outlet_pressure_mode(py::handle unit, py::handle U, const PressureUnit& kind) {
-    unit.attr("CalcMode") = U.attr(kind.mode_class).attr("CalculationMode").attr("OutletPressure");
+    set_attr(unit, CalcMode, attr(attr(attr(U, kind.mode_class), CalculationMode), OutletPressureMode));
 }
 
 void set_outlet_pressure(py::handle unit, const PressureUnit& kind, py::handle pascal) {
-    unit.attr(kind.outlet) = pascal;
+    set_attr(unit, kind.outlet, pascal);
 }
 
 void set_efficiency(py::handle unit, const PressureUnit& kind, py::handle percent) {
-    unit.attr(kind.efficiency) = percent;
+    set_attr(unit, *kind.efficiency, percent);
 }
 
-void clear_ratios(py::handle splitter) { splitter.attr("Ratios").attr("Clear")(); }
+py::object outlet_pressure(py::handle unit, const PressureUnit& kind) { return attr(unit, kind.outlet); }
 
-void add_ratio(py::handle splitter, py::handle fraction) {
-    splitter.attr("Ratios").attr("Add")(fraction);
-}
+py::object efficiency(py::handle unit, const PressureUnit& kind) { return attr(unit, *kind.efficiency); }
+
+void clear_ratios(py::handle splitter) { call_method(attr(splitter, Ratios), Clear); }
+
+void add_ratio(py::handle splitter, py::handle fraction) { call_method(attr(splitter, Ratios), Add, fraction); }
+
+py::object ratios(py::handle splitter) { return attr(splitter, Ratios); }
 
 Separation import_separation() {
     constexpr const char* AUXILIARY = "DWSIM.UnitOperations.UnitOperations.Auxiliary";
@@ -153,16 +257,21 @@ Separation import_separation() {
     return {spec, import_from(AUXILIARY, "SeparationSpec")};
 }
 
-void clear_separation(py::handle separator) {
-    separator.attr("ComponentSepSpecs").attr("Clear")();
+void clear_separation(py::handle separator) { call_method(attr(separator, ComponentSepSpecs), Clear); }
+
+void add_separation(py::handle separator, const Separation& sep, py::handle name, py::handle percent) {
+    py::object entry = sep.spec(name, attr(sep.kinds, PercentInletMolarFlow), percent, "%");
+    call_method(attr(separator, ComponentSepSpecs), Add, name, entry);
 }
 
-void add_separation(py::handle separator, const Separation& sep, py::handle name,
-                    py::handle percent) {
-    py::object entry = sep.spec(name, sep.kinds.attr("PercentInletMolarFlow"), percent, "%");
-    separator.attr("ComponentSepSpecs").attr("Add")(name, entry);
-}
+void separate_outlet_zero(py::handle separator) { set_attr(separator, SpecifiedStreamIndex, py::int_(0)); }
 
-void separate_outlet_zero(py::handle separator) { separator.attr("SpecifiedStreamIndex") = 0; }
+std::vector<py::object> separation_values(py::handle separator) {
+    py::object specs = attr(separator, ComponentSepSpecs);
+    py::object names = collection(specs, Keys);
+    std::vector<py::object> values;
+    for (py::handle key : names) values.push_back(attr(item(specs, key), SpecValue));
+    return values;
+}
 
 }  // namespace flowgate::dwsim

@@ -1,38 +1,53 @@
-// The DWSIM operations that the export road uses, one function each.
+// Every touch of a DWSIM object, one named operation each.
 //
 // Everything here is a member read, write or call on an object that pythonnet
-// hands over; the translation logic calls these and touches DWSIM no other way.
-// Values cross as Python objects: the callers make them Python floats first.
+// hands over; the rest of the module calls these and touches DWSIM no other
+// way, so that a member name of DWSIM stands in this file alone. Values cross
+// as Python objects: the callers make them Python floats first.
 #pragma once
 
 #include "frame/python.hpp"
+
+#include <vector>
 
 namespace flowgate::dwsim {
 
 // Automation3.
 
 py::object create_flowsheet(py::handle a);
+py::object load_flowsheet(py::handle a, py::handle path);
+void save_flowsheet(py::handle a, py::handle sim, py::handle path);
 
 // Solves `sim`; the texts of the errors that the solve reported, in order.
 py::list calculate_flowsheet(py::handle a, py::handle sim);
-
-void save_flowsheet(py::handle a, py::handle sim, py::handle path);
 
 // The flowsheet.
 
 // DWSIM's whole compound database, keyed by compound name.
 py::object available_compounds(py::handle sim);
 
-// The CAS number of the compound under `name` in `db`, as a stripped string.
-py::object cas_number(py::handle db, py::handle name);
+// The flowsheet's compounds, keyed by name in composition order.
+py::object selected_compounds(py::handle sim);
+
+// The CAS number of a compound object, as DWSIM holds it (not stripped).
+py::object cas_number(py::handle compound);
 
 void add_compound(py::handle sim, py::handle name);
 
 // The concrete property package that the flowsheet created under `name`.
 py::object add_property_package(py::handle sim, py::handle name);
 
+// The concrete objects of the flowsheet's property packages, in order.
+py::list property_packages(py::handle sim);
+
+// The name of a concrete property package ("NRTL", "Peng-Robinson (PR)", ...).
+py::object package_name(py::handle pkg);
+
+// The ObjectType members that add the two kinds of stream.
+extern const Name MATERIAL_STREAM, ENERGY_STREAM;
+
 // The member `member` of the ObjectType enumeration `OT`.
-py::object object_type(py::handle OT, py::handle member);
+py::object object_type(py::handle OT, const Name& member);
 
 // Adds an object of type `type` at (x, y) tagged `tag`; the concrete object.
 py::object add_object(py::handle sim, py::handle type, py::handle x, py::handle y, py::handle tag);
@@ -40,8 +55,42 @@ py::object add_object(py::handle sim, py::handle type, py::handle x, py::handle 
 // Output port `i` of `from` to input port `j` of `to`; -1 lets DWSIM choose.
 void connect_objects(py::handle sim, py::handle from, py::handle to, py::handle i, py::handle j);
 
-// Number of output ports of a unit.
-py::object output_count(py::handle unit);
+// Every object of the flowsheet as DWSIM lists it: its drawing object and its
+// concrete object.
+struct Entry {
+    py::object graphic;
+    py::object object;
+};
+std::vector<Entry> simulation_objects(py::handle sim);
+
+// Any simulation object.
+
+// Its drawing object.
+py::object graphic_object(py::handle o);
+
+// The name of its .NET class.
+py::str class_name(py::handle o);
+
+// The classes of the two kinds of stream.
+extern const char* const MATERIAL_STREAM_CLASS;
+extern const char* const ENERGY_STREAM_CLASS;
+
+// Drawing objects.
+
+py::str tag(py::handle graphic);
+std::pair<py::object, py::object> position(py::handle graphic);  // X, Y
+py::object output_count(py::handle graphic);
+
+// What stands at the other end of one attached connection point.
+struct Connection {
+    py::object graphic;  // the drawing object at the other end
+    py::str tag;         // its tag
+};
+
+// The attached connections of one side, in port order; a point that is not
+// attached, or says so but holds no connector, gives none.
+enum class Side { in, out };
+std::vector<Connection> connections(py::handle graphic, Side side);
 
 // Keyed .NET collections: an interaction-parameter table and its inner tables.
 
@@ -52,18 +101,25 @@ void add_entry(py::handle table, py::handle key, py::handle value);
 // An empty table of the same type as `table`.
 py::object new_table_like(py::handle table);
 
-py::object clone(py::handle record);
-
 // Interaction parameters of a property package: NRTL and the cubic kij.
 py::object nrtl_parameters(py::handle pkg);
 py::object kij_parameters(py::handle pkg);
+
+py::object clone(py::handle record);
+
+// An NRTL record: its two compound names, then its parameters, Python floats:
+// tau = (A12 + B12 T + C12 T^2) / (R T), cal/mol and its multiples per K.
+void set_nrtl_names(py::handle record, py::handle id1, py::handle id2);
+enum class NrtlField { A12, A21, B12, B21, C12, C21, alpha12 };
+void set_nrtl(py::handle record, NrtlField field, py::handle value);
 
 void set_kij(py::handle record, py::handle kij);
 
 // Material streams.
 
-// A .NET double[] of the Python floats in `values`.
-py::object double_array(py::handle Array, py::handle Double, py::handle values);
+// The .NET type double[] (System's Array of Double): called with a list of
+// Python floats, it makes the array.
+py::object double_array_type();
 
 void set_temperature(py::handle stream, py::handle kelvin);
 void set_pressure(py::handle stream, py::handle pascal);
@@ -83,26 +139,42 @@ py::object vapour_fraction(py::handle stream);
 // Heat of a unit in kW; None when it has no DeltaQ or DWSIM holds none.
 py::object delta_q(py::handle unit);
 
+// Pressure drop of a heater or cooler, Pa; None when it has none.
+py::object delta_p(py::handle unit);
+
 // A mode of Heater.CalculationMode and the member that holds its value.
 struct HeaterMode {
-    const char* mode;
-    const char* member;
+    Name mode;
+    Name member;
 };
 extern const HeaterMode OUTLET_TEMPERATURE;      // K
 extern const HeaterMode OUTLET_VAPOUR_FRACTION;  // 0 to 1
 extern const HeaterMode HEAT_ADDED;              // kW
 
 void set_heater_mode(py::handle heater, py::handle U, const HeaterMode& mode);
+
+// The mode of a heater or cooler whose value it holds, by the text of its
+// calculation mode (the enums of both classes share these words): outlet
+// temperature, outlet vapour fraction, or HEAT_ADDED for any other mode.
+const HeaterMode& heater_mode(py::handle unit);
 void set_heater_value(py::handle heater, const HeaterMode& mode, py::handle value);
+py::object heater_value(py::handle heater, const HeaterMode& mode);
 void set_pressure_drop(py::handle heater, py::handle pascal);
+
+// Vessel: whether it fixes its flash temperature and pressure (false when it
+// has no such member), and those values (K, Pa).
+bool overrides_temperature(py::handle vessel);
+bool overrides_pressure(py::handle vessel);
+py::object flash_temperature(py::handle vessel);
+py::object flash_pressure(py::handle vessel);
 
 // A unit run at a given outlet pressure: the class whose CalculationMode
 // holds OutletPressure, and the members of its outlet pressure (Pa) and of
 // its efficiency (percent; none for a valve).
 struct PressureUnit {
-    const char* mode_class;
-    const char* outlet;
-    const char* efficiency;
+    Name mode_class;
+    Name outlet;
+    const Name* efficiency;
 };
 extern const PressureUnit PUMP;
 extern const PressureUnit COMPRESSOR;
@@ -111,10 +183,13 @@ extern const PressureUnit VALVE;
 void set_outlet_pressure_mode(py::handle unit, py::handle U, const PressureUnit& kind);
 void set_outlet_pressure(py::handle unit, const PressureUnit& kind, py::handle pascal);
 void set_efficiency(py::handle unit, const PressureUnit& kind, py::handle percent);
+py::object outlet_pressure(py::handle unit, const PressureUnit& kind);
+py::object efficiency(py::handle unit, const PressureUnit& kind);
 
 // Splitter: the ratios of its outlets, in port order.
 void clear_ratios(py::handle splitter);
 void add_ratio(py::handle splitter, py::handle fraction);
+py::object ratios(py::handle splitter);
 
 // Component separator: the classes of its entries, imported when first needed.
 struct Separation {
@@ -126,9 +201,10 @@ Separation import_separation();
 void clear_separation(py::handle separator);
 
 // One compound's entry: `percent` of its inlet molar flow leaves by outlet 0.
-void add_separation(py::handle separator, const Separation& sep, py::handle name,
-                    py::handle percent);
-
+void add_separation(py::handle separator, const Separation& sep, py::handle name, py::handle percent);
 void separate_outlet_zero(py::handle separator);
+
+// The values of its entries (percent), in the order of their keys.
+std::vector<py::object> separation_values(py::handle separator);
 
 }  // namespace flowgate::dwsim

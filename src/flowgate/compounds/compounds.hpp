@@ -6,9 +6,9 @@
 namespace flowgate {
 
 // {CAS number: DWSIM name} of DWSIM's compound database, built once per process.
-py::object compounds(py::handle sim);
+py::dict compounds(py::handle sim);
 
 // {component: DWSIM name}, by the CAS numbers of the databank aliases, else by name.
-py::object compound_names(py::handle fs, py::handle sim);
+py::dict compound_names(py::handle fs, py::handle sim);
 
 }  // namespace flowgate

@@ -1,147 +1,165 @@
 #include "export/build.hpp"
 
-#include "access/automation.hpp"
 #include "access/surface.hpp"
 #include "compounds/compounds.hpp"
-#include "export/blocks.hpp"
 #include "export/parameters.hpp"
 #include "export/pressures.hpp"
+#include "frame/errors.hpp"
+#include "frame/process.hpp"
 #include "frame/tables.hpp"
+#include "kinds/kind.hpp"
 
 namespace flowgate {
-
-py::object fill(const char* fmt, py::handle value) {
-    return steal_or_throw(PyUnicode_Format(py::str(fmt).ptr(), py::make_tuple(value).ptr()));
-}
-
-std::pair<py::object, py::object> Build::xy(py::handle n, py::ssize_t k) const {
-    py::object p = get(pos, n);
-    if (truthy(p)) return {to_int(p[py::int_(0)]), to_int(p[py::int_(1)])};
-    return {py::int_(100 * k), py::int_(100)};
-}
-
-void Build::connect(py::handle x, py::handle y, py::ssize_t i, py::ssize_t j) const {
-    dwsim::connect_objects(sim, x, y, py::int_(i), py::int_(j));
-}
-
-// An energy stream takes its block's place, or place 0 of the default row.
-py::object Build::energy(py::handle name, py::handle unit, bool into) const {
-    auto [x, y] = xy(name);
-    py::object e = dwsim::add_object(sim, dwsim::object_type(OT, py::str("EnergyStream")), x, y,
-                                     py::str("Q-") + name);
-    if (into) {
-        connect(e, unit);
-    } else {
-        connect(unit, e);
-    }
-    return e;
-}
-
 namespace {
+
+constexpr double ATMOSPHERE = 101325.0;  // Pa, for a block that no feed reaches
+
+const Name PP{"pp"}, COMPONENTS{"components"}, PORTS{"ports"}, FEEDS{"feeds"}, BLOCKS{"blocks"}, ITEMS{"items"},
+    VALUES{"values"};
 
 // The property package named by METHODS, or DWSIM's NRTL with a note, with
 // the host's binary parameters as far as they go.
-void add_package(Build& b) {
-    py::object pp = b.fs.attr("pp");
-    py::object method = pp.attr("method");
-    py::object dw = get(table("METHODS"), method);
+void add_package(Sheet& s) {
+    static const Name METHOD{"method"}, METHODS{"METHODS"};
+    py::object pp = attr(s.fs, PP);
+    py::object method = attr(pp, METHOD);
+    py::object dw = get(table(METHODS), method);
     if (dw.is_none()) {
         dw = py::str("NRTL");
-        b.note("property method %s: NRTL of DWSIM", method);
+        s.note("property method %s: NRTL of DWSIM", method);
     }
-    py::object pkg = dwsim::add_property_package(b.sim, dw);
-    try {
-        set_parameters(pkg, b.fs.attr("pp"), b.names, method);
-    } catch (py::builtin_exception& e) {
-        e.set_error();
-        py::error_already_set raised;
-        b.note("binary parameters not transferred (%s)", raised.value());
-    } catch (py::error_already_set& e) {
-        if (!e.matches(PyExc_Exception)) throw;
-        b.note("binary parameters not transferred (%s)", e.value());
-    }
+    py::object pkg = dwsim::add_property_package(s.sim, dw);
+    py::object failure = exception_of([&] { set_parameters(pkg, attr(s.fs, PP), s.names, method); });
+    if (!failure.is_none()) s.note("binary parameters not transferred (%s)", failure);
 }
 
 bool has_electrolytes(py::handle fs) {
-    if (!attr_or(fs.attr("pp"), "elec").is_none()) return true;
-    py::object reactions = attr_or(fs, "reactions");
+    static const Name ELEC{"elec"}, REACTIONS{"reactions"}, TYPE{"type"}, EMPTY{""};
+    if (!attr_or(attr(fs, PP), ELEC).is_none()) return true;
+    py::object reactions = attr_or(fs, REACTIONS);
     if (!truthy(reactions)) return false;
-    for (py::handle r : reactions.attr("values")()) {
-        py::object type = py::str(get(r, py::str("type"), py::str(""))).attr("upper")();
-        if (equal(type, py::str("CHEMISTRY"))) return true;
+    py::object values = call_method(reactions, VALUES);
+    for (py::handle r : values) {
+        if (equal(upper(py::str(get(r, TYPE, EMPTY.get()))), "CHEMISTRY")) return true;
     }
     return false;
 }
 
 // Every stream named at a port or as a feed, in sorted order, as DWSIM
 // material streams.
-void add_streams(Build& b) {
+void add_streams(Sheet& s) {
     py::set streams;
-    for (py::handle ports : b.fs.attr("ports").attr("values")()) {
-        auto [ins, outs] = unpack2(ports);
-        for (py::handle s : ins + outs) {
-            if (truthy(s)) streams.add(s);
+    py::object ports = call_method(attr(s.fs, PORTS), VALUES);
+    for (py::handle pair : ports) {
+        auto [ins, outs] = unpack2(pair);
+        py::object both = steal_or_throw(PyNumber_Add(ins.ptr(), outs.ptr()));
+        for (py::handle name : both) {
+            if (truthy(name)) streams.add(name);
         }
     }
-    for (py::handle n : b.fs.attr("feeds")) streams.add(n);
+    py::object feeds = attr(s.fs, FEEDS);
+    for (py::handle n : feeds) streams.add(n);
 
-    py::object type = dwsim::object_type(b.OT, py::str("MaterialStream"));
+    py::object type = dwsim::object_type(s.at.ObjectType, dwsim::MATERIAL_STREAM);
     py::ssize_t k = 0;
-    for (py::handle s : builtin("sorted")(streams)) {
-        auto [x, y] = b.xy(s, k++);
-        b.obj[s] = dwsim::add_object(b.sim, type, x, y, s);
+    for (py::handle name : builtin("sorted")(streams)) {
+        auto [x, y] = s.xy(name, k++);
+        s.obj[name] = dwsim::add_object(s.sim, type, x, y, name);
     }
 }
 
 // A feed's state; its vapour fraction has no place in DWSIM, where the
 // stream is given a temperature instead.
-void set_feed(Build& b, py::handle n, py::handle s) {
-    py::object o = b.obj[n];
-    py::object T = s.attr("T");
+void set_feed(Sheet& s, py::handle n, py::handle feed) {
+    static const Name T_{"T"}, P_{"P"}, FLOWS{"flows"}, VFRAC{"vfrac"}, NP{"np"}, SUM{"sum"};
+    py::object o = item(s.obj, n);
+    py::object T = attr(feed, T_);
     dwsim::set_temperature(o, T.is_none() ? py::float_(298.15) : to_float(T));
-    dwsim::set_pressure(o, to_float(s.attr("P")));
-    py::object flows = s.attr("flows");
-    py::object F = to_float(table("np").attr("sum")(flows));
+    dwsim::set_pressure(o, to_float(attr(feed, P_)));
+    py::object flows = attr(feed, FLOWS);
+    py::object F = to_float(call_method(module_attr(NP), SUM, flows));
     dwsim::set_molar_flow(o, py::float_(as_double(F) * 1000.0));
     py::list x;
     for (py::handle f : flows) x.append(steal_or_throw(PyNumber_TrueDivide(to_float(f).ptr(), F.ptr())));
-    dwsim::set_overall_composition(o, dwsim::double_array(b.Array, b.Double, x));
-    if (T.is_none() && !attr_or(s, "vfrac").is_none()) {
-        b.note("feed %s: vapor fraction given, its temperature is solved by Kelvane", n);
+    dwsim::set_overall_composition(o, s.doubles(x));
+    if (T.is_none() && !attr_or(feed, VFRAC).is_none()) {
+        s.note("feed %s: vapor fraction given, its temperature is solved by Kelvane", n);
     }
+}
+
+// The lowest known pressure of the inlets, or one atmosphere.
+py::object lowest_inlet_pressure(const Sheet& s, py::handle ins) {
+    py::list known;
+    for (py::handle name : ins) {
+        if (s.P.contains(name)) known.append(s.P[name]);
+    }
+    return known.empty() ? py::float_(ATMOSPHERE) : builtin("min")(known);
+}
+
+py::object first_outlet_pressure(const Sheet& s, py::handle outs) {
+    if (!truthy(outs)) return py::none();
+    py::object first = item(outs, py::int_(0));
+    return truthy(first) ? get(s.P, first) : py::none();
+}
+
+// Adds, connects and specifies a unit for each block of a translated kind,
+// in the order of fs.blocks; the others are named in one note.
+void translate_blocks(Sheet& s) {
+    static const Name SPEC{"spec"}, KIND{"kind"};
+    py::list skipped;
+    py::object ports = attr(s.fs, PORTS);
+    py::object blocks = call_method(attr(s.fs, BLOCKS), ITEMS);
+    py::ssize_t k = 0;
+    for (py::handle entry : blocks) {
+        auto [name, block] = unpack2(entry);
+        auto [ins, outs] = unpack2(item(ports, name));
+        py::object sp = attr(block, SPEC);
+        py::object kind = attr(block, KIND);
+        if (const Kind* row = find_kind(kind)) {
+            auto [x, y] = s.xy(name, k);
+            row->translate(s, {name, sp, kind, ins, outs, x, y, lowest_inlet_pressure(s, ins),
+                               first_outlet_pressure(s, outs)});
+        } else {
+            skipped.append(py::str(name) + py::str(" (") + py::str(kind) + py::str(")"));
+        }
+        ++k;
+    }
+    if (!skipped.empty()) s.note("not exported (no DWSIM block here): %s", py::str(", ").attr("join")(skipped));
 }
 
 }  // namespace
 
-py::tuple build(py::handle fs, py::handle a_, py::handle m_) {
-    py::object a = py::reinterpret_borrow<py::object>(a_);
-    py::object m = py::reinterpret_borrow<py::object>(m_);
-    if (a.is_none()) std::tie(a, m) = unpack2(automation());
+Built build(py::handle fs, const Automation& at) {
+    static const Name POSITIONS{"positions"};
+    Sheet s;
+    s.at = at;
+    s.fs = py::reinterpret_borrow<py::object>(fs);
+    s.doubles = dwsim::double_array_type();
+    s.sim = dwsim::create_flowsheet(at.a);
+    s.names = compound_names(fs, s.sim);
+    py::object components = attr(attr(fs, PP), COMPONENTS);
+    for (py::handle c : components) dwsim::add_compound(s.sim, item(s.names, c));
 
-    Build b;
-    b.fs = py::reinterpret_borrow<py::object>(fs);
-    b.OT = m[py::str("ObjectType")];
-    b.U = m[py::str("U")];
-    b.Array = import_from("System", "Array");
-    b.Double = import_from("System", "Double");
-    b.sim = dwsim::create_flowsheet(a);
-    b.names = compound_names(fs, b.sim);
-    py::object components = fs.attr("pp").attr("components");
-    for (py::handle c : components) dwsim::add_compound(b.sim, b.names[c]);
-
-    add_package(b);
-    if (has_electrolytes(fs)) b.notes.append(py::str("the electrolyte chemistry is not exported"));
-    b.pos = attr_or(fs, "positions");
-    if (!truthy(b.pos)) b.pos = py::dict();
-    b.P = pressures(fs);
-    add_streams(b);
-    b.comps = steal_or_throw(PySequence_List(fs.attr("pp").attr("components").ptr()));
-    for (py::handle item : fs.attr("feeds").attr("items")()) {
-        auto [n, s] = unpack2(item);
-        set_feed(b, n, s);
+    add_package(s);
+    if (has_electrolytes(fs)) s.notes.append(py::str("the electrolyte chemistry is not exported"));
+    s.pos = attr_or(fs, POSITIONS);
+    if (!truthy(s.pos)) s.pos = py::dict();
+    s.P = pressures(fs);
+    add_streams(s);
+    s.comps = to_list(attr(attr(fs, PP), COMPONENTS));
+    py::object feeds = call_method(attr(fs, FEEDS), ITEMS);
+    for (py::handle entry : feeds) {
+        auto [n, feed] = unpack2(entry);
+        set_feed(s, n, feed);
     }
-    translate_blocks(b);
-    return py::make_tuple(b.sim, b.obj, b.notes);
+    translate_blocks(s);
+    return {s.sim, s.obj, s.notes};
+}
+
+py::tuple build(py::handle fs, py::handle a, py::handle m) {
+    const Automation at = a.is_none() ? automation_state() : automation_of(a, m);
+    Built built = build(fs, at);
+    return py::make_tuple(built.sim, built.obj, built.notes);
 }
 
 }  // namespace flowgate

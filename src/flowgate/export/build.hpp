@@ -1,14 +1,22 @@
 // A host flowsheet as a DWSIM flowsheet.
 #pragma once
 
+#include "access/automation.hpp"
 #include "frame/python.hpp"
 
 namespace flowgate {
 
-// (sim, {name: DWSIM object}, notes); `a` None loads the automation state.
-py::tuple build(py::handle fs, py::handle a, py::handle m);
+// What build hands to the solve and the export: the flowsheet, built and not
+// solved; {name: DWSIM object}; the notes.
+struct Built {
+    py::object sim;
+    py::dict obj;
+    py::list notes;
+};
 
-// Mode and values of a DWSIM heater from a HEATER or FLASH2 specification.
-void heater(py::handle U, py::handle h, py::handle sp, py::handle pin, py::handle pout);
+Built build(py::handle fs, const Automation& at);
+
+// The module function: (sim, obj, notes); `a` None loads the automation state.
+py::tuple build(py::handle fs, py::handle a, py::handle m);
 
 }  // namespace flowgate

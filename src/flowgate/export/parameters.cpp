@@ -1,7 +1,10 @@
 #include "export/parameters.hpp"
 
 #include "access/surface.hpp"
+#include "frame/process.hpp"
 #include "frame/tables.hpp"
+
+#include <initializer_list>
 
 namespace flowgate {
 namespace {
@@ -15,16 +18,17 @@ enum Matrix { A, B, C, D, E, F, MATRICES };
 // is (A12 + B12 T + C12 T^2) / (R T), so the host's B goes to A12 and its A
 // to B12.
 struct Field {
-    const char* name;
+    dwsim::NrtlField field;
     Matrix matrix;
     bool reversed;
     bool scaled;
 };
 
 constexpr Field NRTL_FIELDS[] = {
-    {"A12", B, false, true}, {"A21", B, true, true},  {"B12", A, false, true},
-    {"B21", A, true, true},  {"C12", F, false, true}, {"C21", F, true, true},
-    {"alpha12", C, false, false},
+    {dwsim::NrtlField::A12, B, false, true},   {dwsim::NrtlField::A21, B, true, true},
+    {dwsim::NrtlField::B12, A, false, true},   {dwsim::NrtlField::B21, A, true, true},
+    {dwsim::NrtlField::C12, F, false, true},   {dwsim::NrtlField::C21, F, true, true},
+    {dwsim::NrtlField::alpha12, C, false, false},
 };
 
 // One unordered pair of components, i < j.
@@ -33,11 +37,11 @@ struct Pair {
     py::int_ i, j;
 };
 
-py::object at(py::handle matrix, py::handle row, py::handle col) {
-    return matrix[py::make_tuple(row, col)];
-}
+py::object at(py::handle matrix, py::handle row, py::handle col) { return item(matrix, py::make_tuple(row, col)); }
 
-bool exceeds(py::handle x, py::handle limit) { return compare(builtin("abs")(x), Py_GT, limit); }
+bool exceeds(py::handle x, py::handle limit) {
+    return compare(steal_or_throw(PyNumber_Absolute(x.ptr())), Py_GT, limit);
+}
 
 bool any_exceeds(std::initializer_list<py::object> values, py::handle limit) {
     for (const py::object& x : values) {
@@ -46,9 +50,7 @@ bool any_exceeds(std::initializer_list<py::object> values, py::handle limit) {
     return false;
 }
 
-void warn(const char* message, const Pair& pair) {
-    table("log").attr("warning")(message, pair.ci, pair.cj);
-}
+void warn(const char* message, const Pair& pair) { log().attr("warning")(message, pair.ci, pair.cj); }
 
 // Calls `visit` for each pair of `comps`, i before j, in component order.
 template <typename Visit>
@@ -61,49 +63,53 @@ void for_each_pair(const py::list& comps, Visit visit) {
 
 // The first record of a two-level table, as a model for pairs it lacks.
 py::object first_record(py::handle ip) {
-    for (py::handle k : dwsim::keys(ip)) {
-        py::object inner = ip[k];
-        for (py::handle k2 : dwsim::keys(inner)) return inner[k2];
+    py::object outer = dwsim::keys(ip);
+    for (py::handle k : outer) {
+        py::object inner_table = item(ip, k);
+        py::object inner = dwsim::keys(inner_table);
+        for (py::handle k2 : inner) return item(inner_table, k2);
     }
     return py::none();
 }
 
 bool holds(py::handle ip, py::handle x, py::handle y) {
-    return dwsim::contains_key(ip, x) && dwsim::contains_key(ip[x], y);
+    return dwsim::contains_key(ip, x) && dwsim::contains_key(item(ip, x), y);
 }
 
 // Makes the record ip[first][second] from the template, with a new inner
 // table of the existing tables' type when `first` has none.
 void add_record(py::handle ip, py::handle first, py::handle second, py::handle model) {
     if (!dwsim::contains_key(ip, first)) {
-        py::object some_key = py::reinterpret_borrow<py::object>(*dwsim::keys(ip).begin());
-        dwsim::add_entry(ip, first, dwsim::new_table_like(ip[some_key]));
+        py::object outer = dwsim::keys(ip);
+        py::object some_key = py::reinterpret_borrow<py::object>(*outer.begin());
+        dwsim::add_entry(ip, first, dwsim::new_table_like(item(ip, some_key)));
     }
-    dwsim::add_entry(ip[first], second, dwsim::clone(model));
+    dwsim::add_entry(item(ip, first), second, dwsim::clone(model));
 }
 
+// Fields are written one by one: a failure leaves those before it written.
 void write_nrtl(py::handle record, py::handle first, py::handle second, const py::object (&m)[MATRICES],
                 py::handle p, py::handle q) {
-    py::object r_cal = table("R_CAL");
-    record.attr("ID1") = first;
-    record.attr("ID2") = second;
+    static const Name R_CAL{"R_CAL"};
+    py::object r_cal = table(R_CAL);
+    dwsim::set_nrtl_names(record, first, second);
     for (const Field& f : NRTL_FIELDS) {
         py::object value = f.reversed ? at(m[f.matrix], q, p) : at(m[f.matrix], p, q);
         if (f.scaled) value = steal_or_throw(PyNumber_Multiply(value.ptr(), r_cal.ptr()));
-        record.attr(f.name) = to_float(value);
+        dwsim::set_nrtl(record, f.field, to_float(value));
     }
 }
 
 void nrtl_pair(py::handle ip, py::handle model, py::handle pp, py::handle names, const Pair& pair) {
-    py::object a = names[pair.ci];
-    py::object b = names[pair.cj];
-    py::object nrtl = pp.attr("nrtl");
+    static const Name NRTL{"nrtl"};
+    py::object a = item(names, pair.ci);
+    py::object b = item(names, pair.cj);
+    py::object nrtl = attr(pp, NRTL);
     py::object m[MATRICES];
-    for (int k = 0; k < MATRICES; ++k) m[k] = nrtl[py::int_(k)];
+    for (int k = 0; k < MATRICES; ++k) m[k] = item(nrtl, py::int_(k));
     const py::handle i = pair.i, j = pair.j;
 
-    if (!any_exceeds({at(m[A], i, j), at(m[B], i, j), at(m[A], j, i), at(m[B], j, i), at(m[F], i, j),
-                      at(m[F], j, i)},
+    if (!any_exceeds({at(m[A], i, j), at(m[B], i, j), at(m[A], j, i), at(m[B], j, i), at(m[F], i, j), at(m[F], j, i)},
                      py::int_(0))) {
         return;
     }
@@ -120,7 +126,7 @@ void nrtl_pair(py::handle ip, py::handle model, py::handle pp, py::handle names,
         }
         add_record(ip, first, second, model);
     }
-    write_nrtl(ip[first][second], first, second, m, reversed ? j : i, reversed ? i : j);
+    write_nrtl(item(item(ip, first), second), first, second, m, reversed ? j : i, reversed ? i : j);
 }
 
 void set_nrtl(py::handle pp_dw, py::handle pp, py::handle names, const py::list& comps) {
@@ -129,27 +135,29 @@ void set_nrtl(py::handle pp_dw, py::handle pp, py::handle names, const py::list&
     for_each_pair(comps, [&](const Pair& pair) { nrtl_pair(ip, model, pp, names, pair); });
 }
 
-py::object slice_from(py::handle start) {
-    return steal_or_throw(PySlice_New(start.ptr(), nullptr, nullptr));
-}
+py::object slice_from(py::handle start) { return steal_or_throw(PySlice_New(start.ptr(), nullptr, nullptr)); }
 
-bool any(py::handle values) { return truthy(table("np").attr("any")(values)); }
+bool any(py::handle values) {
+    static const Name NP{"np"}, ANY{"any"};
+    return truthy(call_method(module_attr(NP), ANY, values));
+}
 
 // Only the constant term has a place in DWSIM, and only in a record that
 // DWSIM already has, in either order of the names.
 void kij_pair(py::handle ip, py::handle pp, py::handle names, const Pair& pair) {
-    py::object kij = pp.attr("kij");
+    static const Name KIJ{"kij"}, SHAPE{"shape"};
+    py::object kij = attr(pp, KIJ);
     const py::handle i = pair.i, j = pair.j;
-    if (!any(kij[py::make_tuple(slice_from(py::none()), i, j)])) return;
-    py::object a = names[pair.ci];
-    py::object b = names[pair.cj];
-    py::object terms = kij.attr("shape")[py::int_(0)];
-    if (compare(terms, Py_GT, py::int_(1)) && any(kij[py::make_tuple(slice_from(py::int_(1)), i, j)])) {
+    if (!any(item(kij, py::make_tuple(slice_from(py::none()), i, j)))) return;
+    py::object a = item(names, pair.ci);
+    py::object b = item(names, pair.cj);
+    py::object terms = item(attr(kij, SHAPE), py::int_(0));
+    if (compare(terms, Py_GT, py::int_(1)) && any(item(kij, py::make_tuple(slice_from(py::int_(1)), i, j)))) {
         warn("DWSIM kij %s-%s: the temperature terms are left out", pair);
     }
     for (auto [x, y] : {std::pair{a, b}, std::pair{b, a}}) {
         if (holds(ip, x, y)) {
-            dwsim::set_kij(ip[x][y], to_float(kij[py::make_tuple(py::int_(0), i, j)]));
+            dwsim::set_kij(item(item(ip, x), y), to_float(item(kij, py::make_tuple(py::int_(0), i, j))));
             return;
         }
     }
@@ -164,10 +172,11 @@ void set_kij(py::handle pp_dw, py::handle pp, py::handle names, const py::list& 
 }  // namespace
 
 void set_parameters(py::handle pp_dw, py::handle pp, py::handle names, py::handle method) {
-    py::list comps(pp.attr("components"));
-    if (equal(method, py::str("NRTL"))) {
+    static const Name COMPONENTS{"components"};
+    py::list comps = to_list(attr(pp, COMPONENTS));
+    if (equal(method, "NRTL")) {
         set_nrtl(pp_dw, pp, names, comps);
-    } else if (equal(method, py::str("PENG-ROB")) || equal(method, py::str("RK-SOAVE"))) {
+    } else if (equal(method, "PENG-ROB") || equal(method, "RK-SOAVE")) {
         set_kij(pp_dw, pp, names, comps);
     }
 }

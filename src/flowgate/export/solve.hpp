@@ -9,6 +9,6 @@ namespace flowgate {
 py::dict solve_dwsim(py::handle fs, py::handle aliases, py::handle save);
 
 // Saves the unsolved flowsheet to `path`; returns the notes of the export.
-py::object export_file(py::handle fs, py::handle path);
+py::list export_file(py::handle fs, py::handle path);
 
 }  // namespace flowgate

@@ -18,17 +18,32 @@ namespace py = pybind11;
 // otherwise takes ownership of the new reference.
 py::object steal_or_throw(PyObject* result);
 
-// A str made once, interned, and kept for the life of the process; for the
-// names that hot paths use on every call (`static const py::handle P = intern("P");`).
+// A str made once, interned, and kept for the life of the process.
 py::handle intern(const char* text);
+
+// A name that the module reads again and again (a key, an attribute, a
+// method): interned at its first use and kept, so that no call makes and
+// hashes the string anew. Constant-initialised, so tables of them are safe
+// at namespace scope.
+class Name {
+public:
+    constexpr explicit Name(const char* text) : text_(text) {}
+    py::handle get() const;
+    const char* text() const { return text_; }
+
+private:
+    const char* text_;
+    mutable PyObject* interned_ = nullptr;
+};
 
 // Raises `type` (a builtin exception class) with `message`.
 [[noreturn]] void raise(PyObject* type, const std::string& message);
+[[noreturn]] void raise(PyObject* type, py::handle message);
 
 // float(x): a Python float, or the TypeError/ValueError that float() raises.
 py::object to_float(py::handle x);
 
-// float(x) as a C++ double, for arithmetic that stays inside the module.
+// float(x) as a C++ double; the exact float skips the call.
 double as_double(py::handle x);
 
 // int(x).
@@ -43,18 +58,47 @@ bool compare(py::handle x, int op, py::handle y);
 // x == y.
 bool equal(py::handle x, py::handle y);
 
+// x == text, for a str compared with a constant of the module.
+bool equal(py::handle x, const Name& text);
+bool equal(py::handle x, const char* text);
+
 // x in container.
 bool contains(py::handle container, py::handle x);
 
-// mapping.get(key, default): the mapping's own get method.
+// mapping.get(key, default): the mapping's own get method; an exact dict
+// answers without the call.
 py::object get(py::handle mapping, py::handle key, py::handle dflt = py::none());
+py::object get(py::handle mapping, const Name& key, py::handle dflt = py::none());
+
+// mapping[key].
+py::object item(py::handle mapping, py::handle key);
+py::object item(py::handle mapping, const Name& key);
+
+// getattr(o, name).
+py::object attr(py::handle o, const Name& name);
 
 // getattr(o, name, default): only AttributeError gives the default.
-py::object attr_or(py::handle o, const char* name, py::handle dflt = py::none());
+py::object attr_or(py::handle o, const Name& name, py::handle dflt = py::none());
+
+// setattr(o, name, value).
+void set_attr(py::handle o, const Name& name, py::handle value);
+
+// o.name(args...).
+template <typename... Args>
+py::object call_method(py::handle o, const Name& name, const Args&... args) {
+    PyObject* argv[] = {o.ptr(), py::handle(args).ptr()...};
+    return steal_or_throw(PyObject_VectorcallMethod(name.get().ptr(), argv, 1 + sizeof...(Args), nullptr));
+}
 
 // ins, outs = pair: Python's unpacking of an iterable into two names, with
 // its ValueError when the iterable has another length.
 std::pair<py::object, py::object> unpack2(py::handle pair);
+
+// list(x).
+py::list to_list(py::handle x);
+
+// str(x).upper().
+py::object upper(py::handle x);
 
 // `from module import name`, with the ImportError that statement raises.
 // With `level` 1 and the importing module's globals it is the relative
@@ -62,7 +106,7 @@ std::pair<py::object, py::object> unpack2(py::handle pair);
 py::object import_from(const char* module, const char* name, int level = 0,
                        py::handle globals = py::handle());
 
-// A builtin by name: min, sorted, abs, str, ...
+// A builtin by name: sorted, sum, ... (not for use inside loops).
 py::object builtin(const char* name);
 
 }  // namespace flowgate

@@ -1,25 +1,25 @@
-// The module's constant tables and process-wide state.
+// The module's constant tables.
 //
-// The tables are bound as module attributes when the module is executed and
-// never change afterwards; `_STATE` is the one mapping that grows (keys "a",
-// "m" and "cas"), and `_LOCK` guards the one-time load of DWSIM.
+// They are bound as module attributes when the module is executed and never
+// change afterwards. CLASSES and KINDS are derived from the table of block
+// kinds, which stands above this folder and hands its rows down.
 #pragma once
 
 #include "frame/python.hpp"
 
+#include <vector>
+
 namespace flowgate {
 
+struct Row {
+    const char* key;
+    const char* value;
+};
+
 // Binds R_CAL, METHODS, BACK, CLASSES, KINDS, DLLS, _STATE and _LOCK, in that order.
-void bind_tables(py::module_ module);
+void bind_tables(py::module_ m, const std::vector<Row>& classes, const std::vector<Row>& kinds);
 
-// The module object that this process holds (set by the execute step).
-py::module_ module();
-
-// Attributes of that module, by name: the tables, `_STATE`, `_LOCK`, `log`, `np`.
-py::object table(const char* name);
-py::dict state();
-
-// `from .<sibling> import <name>`, relative to the module's package.
-py::object import_sibling(const char* sibling, const char* name);
+// A table of the module by name (METHODS, BACK, CLASSES, KINDS, DLLS, R_CAL).
+py::object table(const Name& name);
 
 }  // namespace flowgate

@@ -1,19 +1,30 @@
 #include "import/model.hpp"
 
 #include "access/automation.hpp"
+#include "access/surface.hpp"
+#include "frame/process.hpp"
 #include "frame/tables.hpp"
 #include "import/connections.hpp"
+#include "kinds/kind.hpp"
 
 namespace flowgate {
 namespace {
 
 constexpr std::size_t ID_LENGTH = 8;
 
+// One object of the file: its drawing object, its concrete object and the
+// name of its class, each read once.
+struct Object {
+    py::object graphic, o;
+    py::str class_name;
+};
+
 // {CAS number: databank alias}; a later entry with the same number wins.
 py::dict cas_aliases(py::handle databank) {
+    static const Name CAS{"cas"}, ALIAS{"alias"};
     py::dict by_cas;
     for (py::handle entry : databank) {
-        if (truthy(get(entry, py::str("cas")))) by_cas[entry["cas"]] = entry["alias"];
+        if (truthy(get(entry, CAS))) by_cas[item(entry, CAS)] = item(entry, ALIAS);
     }
     return by_cas;
 }
@@ -21,27 +32,28 @@ py::dict cas_aliases(py::handle databank) {
 // The host's short name of a compound: upper case, letters and digits only,
 // at most eight of them; "C<n>" when nothing is left.
 py::str identifier(py::handle name, std::size_t known) {
-    py::str upper = py::str(name).attr("upper")();
-    const Py_ssize_t length = PyUnicode_GET_LENGTH(upper.ptr());
+    py::str up = upper(py::str(name));
+    const Py_ssize_t length = PyUnicode_GET_LENGTH(up.ptr());
     std::u32string kept;
     for (Py_ssize_t i = 0; i < length && kept.size() < ID_LENGTH; ++i) {
-        const Py_UCS4 ch = PyUnicode_READ_CHAR(upper.ptr(), i);
-        if (Py_UNICODE_ISALPHA(ch) || Py_UNICODE_ISDECIMAL(ch) || Py_UNICODE_ISDIGIT(ch) ||
-            Py_UNICODE_ISNUMERIC(ch)) {
+        const Py_UCS4 ch = PyUnicode_READ_CHAR(up.ptr(), i);
+        if (Py_UNICODE_ISALPHA(ch) || Py_UNICODE_ISDECIMAL(ch) || Py_UNICODE_ISDIGIT(ch) || Py_UNICODE_ISNUMERIC(ch)) {
             kept.push_back(ch);
         }
     }
     if (kept.empty()) return py::str("C" + std::to_string(known + 1));
-    return steal_or_throw(PyUnicode_FromKindAndData(PyUnicode_4BYTE_KIND, kept.data(),
-                                                    static_cast<Py_ssize_t>(kept.size())));
+    return steal_or_throw(
+        PyUnicode_FromKindAndData(PyUnicode_4BYTE_KIND, kept.data(), static_cast<Py_ssize_t>(kept.size())));
 }
 
 // {DWSIM name: (identifier, alias)} of the file's compounds, in key order.
 py::dict components(py::handle selected, const py::dict& by_cas, py::list& notes) {
+    static const Name STRIP{"strip"};
     py::dict comps;
-    for (py::handle name : selected.attr("Keys")) {
-        py::object cas = selected[name].attr("CAS_Number");
-        py::object alias = get(by_cas, py::str(cas).attr("strip")());
+    py::object names = dwsim::keys(selected);
+    for (py::handle name : names) {
+        py::object cas = dwsim::cas_number(item(selected, name));
+        py::object alias = get(by_cas, call_method(py::str(cas), STRIP));
         py::str id = identifier(name, py::len(comps));
         if (alias.is_none()) {
             notes.append(py::str(name) + py::str(" (CAS ") + py::str(cas) +
@@ -54,11 +66,11 @@ py::dict components(py::handle selected, const py::dict& by_cas, py::list& notes
 }
 
 // The host's method for the file's first property package.
-py::str method_of(py::handle sim, py::list& notes) {
-    py::list packages(sim.attr("PropertyPackages").attr("Values"));
-    py::str dw = packages.empty() ? py::str("NRTL")
-                                  : py::str(packages[0].attr("__implementation__").attr("ComponentName"));
-    py::dict back = table("BACK");
+py::object method_of(py::handle sim, py::list& notes) {
+    static const Name BACK{"BACK"};
+    py::list packages = dwsim::property_packages(sim);
+    py::str dw = packages.empty() ? py::str("NRTL") : py::str(dwsim::package_name(packages[0]));
+    py::dict back = table(BACK);
     if (!back.contains(dw)) {
         notes.append(py::str("property package {}: NRTL in Kelvane").format(dw));
         return py::str("NRTL");
@@ -66,16 +78,29 @@ py::str method_of(py::handle sim, py::list& notes) {
     return back[dw];
 }
 
-py::str class_name(py::handle o) { return py::str(o.attr("GetType")().attr("Name")); }
-
-bool is_material_stream(const py::dict& objs, py::handle tag) {
-    return objs.contains(tag) && equal(class_name(objs[tag]), py::str("MaterialStream"));
+// The objects of the file by tag; a later tag replaces an earlier one in its place.
+std::vector<std::pair<py::str, Object>> objects_of(py::handle sim) {
+    std::vector<std::pair<py::str, Object>> objs;
+    py::dict index;
+    for (dwsim::Entry& e : dwsim::simulation_objects(sim)) {
+        py::str tag = dwsim::tag(e.graphic);
+        Object object{e.graphic, e.object, dwsim::class_name(e.object)};
+        if (index.contains(tag)) {
+            objs[py::cast<std::size_t>(index[tag])].second = object;
+        } else {
+            index[tag] = py::int_(objs.size());
+            objs.emplace_back(tag, object);
+        }
+    }
+    return objs;
 }
 
-py::list streams_only(const py::list& tags, const py::dict& objs) {
+// The tags of `conns` that name material streams of the file.
+py::list streams_only(const py::list& tags, const py::dict& classes) {
     py::list kept;
     for (py::handle tag : tags) {
-        if (is_material_stream(objs, tag)) kept.append(tag);
+        py::object cls = get(classes, tag);
+        if (!cls.is_none() && equal(cls, dwsim::MATERIAL_STREAM_CLASS)) kept.append(tag);
     }
     return kept;
 }
@@ -83,29 +108,31 @@ py::list streams_only(const py::list& tags, const py::dict& objs) {
 // T, P and component flows (kmol/s) of a stream with nothing on its inlet.
 py::dict feed(py::handle o, const py::list& order) {
     py::list x;
-    for (py::handle v : o.attr("GetOverallComposition")()) x.append(to_float(v));
-    const double total = as_double(o.attr("GetMolarFlow")()) / 1000.0;
+    py::object composition = dwsim::overall_composition(o);
+    for (py::handle v : composition) x.append(to_float(v));
+    const double total = as_double(dwsim::molar_flow(o)) / 1000.0;
     py::dict flows;
     for (std::size_t i = 0; i < std::min(py::len(order), py::len(x)); ++i) {
         flows[order[i]] = py::float_(total * as_double(x[i]));
     }
     py::dict entry;
-    entry["T"] = to_float(o.attr("GetTemperature")());
-    entry["P"] = to_float(o.attr("GetPressure")());
+    entry["T"] = to_float(dwsim::temperature(o));
+    entry["P"] = to_float(dwsim::pressure(o));
     entry["flows"] = flows;
     return entry;
 }
 
-py::dict block(py::handle kind, py::handle tname, py::handle o, const py::dict& objs,
+py::dict block(const Kind& kind, const Object& object, const py::dict& objs, const py::dict& classes,
                const py::list& order) {
-    py::list ins = streams_only(conns(o, py::str("in")), objs);
-    py::list outs = streams_only(conns(o, py::str("out")), objs);
-    py::dict spec = spec_of(kind, o, objs, ins, outs, order);
-    if (equal(tname, py::str("Cooler")) && spec.contains("duty")) {
+    py::list ins = streams_only(conns(object.graphic, dwsim::Side::in), classes);
+    py::list outs = streams_only(conns(object.graphic, dwsim::Side::out), classes);
+    py::dict spec = kind.readback(Unit{object.o, objs, ins, outs, order});
+    // A cooler's duty is the heat it removes.
+    if (kind.also != nullptr && equal(object.class_name, kind.also) && spec.contains("duty")) {
         spec["duty"] = steal_or_throw(PyNumber_Negative(py::object(spec["duty"]).ptr()));
     }
     py::dict entry;
-    entry["kind"] = kind;
+    entry["kind"] = py::str(kind.kind);
     entry["in"] = ins;
     entry["out"] = outs;
     for (auto item : spec) entry[item.first] = item.second;
@@ -117,24 +144,21 @@ py::dict block(py::handle kind, py::handle tname, py::handle o, const py::dict& 
 // outlets, its position, and its pressure where it fixes one.
 void merge_flash_heaters(py::dict& blocks, py::dict& layout) {
     py::list snapshot(blocks.attr("items")());
-    for (py::handle item : snapshot) {
-        auto [name, b] = unpack2(item);
+    for (py::handle entry : snapshot) {
+        auto [name, b] = unpack2(entry);
         py::str heater_name = py::str(name) + py::str("-H");
         py::object h = get(blocks, heater_name);
-        if (!equal(b["kind"], py::str("FLASH2")) || h.is_none() || !equal(h["kind"], py::str("HEATER")) ||
-            !equal(h["out"], b["in"])) {
+        if (!equal(item(b, py::str("kind")), FLASH2.kind) || h.is_none() || !equal(item(h, py::str("kind")), HEATER.kind) ||
+            !equal(item(h, py::str("out")), item(b, py::str("in")))) {
             continue;
         }
         py::object pv = get(b, py::str("P"));
         py::dict merged;
-        merged["kind"] = py::str("FLASH2");
-        merged["in"] = h["in"];
-        merged["out"] = b["out"];
+        merged["kind"] = py::str(FLASH2.kind);
+        merged["in"] = item(h, py::str("in"));
+        merged["out"] = item(b, py::str("out"));
         for (auto kv : py::dict(h)) {
-            py::str key(kv.first);
-            if (!equal(key, py::str("kind")) && !equal(key, py::str("in")) && !equal(key, py::str("out"))) {
-                merged[kv.first] = kv.second;
-            }
+            if (!equal(kv.first, "kind") && !equal(kv.first, "in") && !equal(kv.first, "out")) merged[kv.first] = kv.second;
         }
         if (!pv.is_none()) {
             merged["P"] = pv;
@@ -149,30 +173,30 @@ void merge_flash_heaters(py::dict& blocks, py::dict& layout) {
 py::str model_name(py::handle path) {
     py::object os_path = py::module_::import("os").attr("path");
     py::object stem = os_path.attr("splitext")(os_path.attr("basename")(path))[py::int_(0)];
-    return stem.attr("upper")();
+    return upper(stem);
 }
 
 }  // namespace
 
 py::tuple import_model(py::handle path) {
     py::object databank_index = import_sibling("components", "databank_index");
-    py::object a = automation()[0];
-    py::object sim = a.attr("LoadFlowsheet")(path);
+    py::object a = automation()[0];  // only the instance: import needs no module
+    py::object sim = dwsim::load_flowsheet(a, path);
     py::dict by_cas = cas_aliases(databank_index());
 
     py::list notes;
-    py::object selected = sim.attr("SelectedCompounds");
+    py::object selected = dwsim::selected_compounds(sim);
     py::dict comps = components(selected, by_cas, notes);
-    py::str method = method_of(sim, notes);
+    py::object method = method_of(sim, notes);
 
     py::list order;
-    for (py::handle name : selected.attr("Keys")) order.append(comps[py::str(name)][py::int_(0)]);
-    py::dict objs;
-    // Bound to a name: a loop over a chain of attribute reads would hold the
-    // collection only through a temporary that is gone before the loop runs.
-    py::object entries = sim.attr("SimulationObjects").attr("Values");
-    for (py::handle entry : entries) {
-        objs[py::str(entry.attr("GraphicObject").attr("Tag"))] = entry.attr("__implementation__");
+    py::object names = dwsim::keys(selected);
+    for (py::handle name : names) order.append(item(comps, py::str(name))[py::int_(0)]);
+    const auto objects = objects_of(sim);
+    py::dict objs, classes;
+    for (const auto& [tag, object] : objects) {
+        objs[tag] = object.o;
+        classes[tag] = object.class_name;
     }
 
     py::dict aliases;
@@ -191,18 +215,16 @@ py::tuple import_model(py::handle path) {
     model["blocks"] = blocks;
     model["layout"] = layout;
 
-    py::dict classes = table("CLASSES");
-    for (auto kv : objs) {
-        py::handle tag = kv.first, o = kv.second;
-        py::str tname = class_name(o);
-        if (equal(tname, py::str("MaterialStream")) && conns(o, py::str("in")).empty()) {
-            feeds[tag] = feed(o, order);
-        } else if (classes.contains(tname)) {
-            blocks[tag] = block(classes[tname], tname, o, objs, order);
-            py::object go = o.attr("GraphicObject");
-            layout_blocks[tag] = py::list(py::make_tuple(to_float(go.attr("X")), to_float(go.attr("Y"))));
-        } else if (!equal(tname, py::str("MaterialStream")) && !equal(tname, py::str("EnergyStream"))) {
-            notes.append(py::str("{} ({}): no Kelvane block").format(tag, tname));
+    for (const auto& [tag, object] : objects) {
+        if (equal(object.class_name, dwsim::MATERIAL_STREAM_CLASS) && dwsim::connections(object.graphic, dwsim::Side::in).empty()) {
+            feeds[tag] = feed(object.o, order);
+        } else if (const Kind* kind = kind_of_class(object.class_name)) {
+            blocks[tag] = block(*kind, object, objs, classes, order);
+            auto [x, y] = dwsim::position(object.graphic);
+            layout_blocks[tag] = py::list(py::make_tuple(to_float(x), to_float(y)));
+        } else if (!equal(object.class_name, dwsim::MATERIAL_STREAM_CLASS) &&
+                   !equal(object.class_name, dwsim::ENERGY_STREAM_CLASS)) {
+            notes.append(py::str("{} ({}): no Kelvane block").format(tag, object.class_name));
         }
     }
     merge_flash_heaters(blocks, layout_blocks);

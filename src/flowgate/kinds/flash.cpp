@@ -1,0 +1,49 @@
+// FLASH2: a DWSIM Heater that carries the flash's specification, an
+// intermediate stream, and a Vessel that splits the phases.
+#include "access/surface.hpp"
+#include "kinds/kind.hpp"
+#include "kinds/readback.hpp"
+
+namespace flowgate {
+namespace {
+
+void translate(Sheet& s, const Block& b) {
+    const py::handle OT = s.at.ObjectType;
+    py::object h = dwsim::add_object(s.sim, dwsim::object_type(OT, HEATER.object_type), b.x - py::int_(40), b.y,
+                                     b.name + py::str("-H"));
+    py::object mid = dwsim::add_object(s.sim, dwsim::object_type(OT, dwsim::MATERIAL_STREAM), b.x - py::int_(20),
+                                       b.y, b.name + py::str("-F"));
+    py::object v = dwsim::add_object(s.sim, dwsim::object_type(OT, FLASH2.object_type), b.x, b.y, b.name);
+    s.obj[b.name] = v;
+    s.obj[b.name + py::str("-H")] = h;
+    py::ssize_t j = 0;
+    for (py::handle stream : b.ins) s.connect(item(s.obj, stream), h, -1, j++);
+    s.connect(h, mid);
+    s.connect(mid, v);
+    s.energy(b.name, h);
+    heater(s.at.U, h, b.sp, b.pin, b.pout);
+    s.connect(v, item(s.obj, item(b.outs, py::int_(0))), 0, 0);
+    s.connect(v, item(s.obj, item(b.outs, py::int_(1))), 1, 0);
+}
+
+// The vessel's own part; the import merges in the heater that carries the rest.
+py::dict readback(const Unit& u) {
+    py::dict spec;
+    spec["dP"] = or_zero(dwsim::delta_p(u.o));
+    if (dwsim::overrides_temperature(u.o)) {
+        spec["T"] = to_float(dwsim::flash_temperature(u.o));
+    } else {
+        spec["duty"] = py::float_(0.0);
+    }
+    if (dwsim::overrides_pressure(u.o)) {
+        spec["P"] = to_float(dwsim::flash_pressure(u.o));
+        spec.attr("pop")("dP");
+    }
+    return spec;
+}
+
+}  // namespace
+
+const Kind FLASH2{"FLASH2", Name{"Vessel"}, "Vessel", nullptr, 6, 3, Result::duty, translate, readback};
+
+}  // namespace flowgate

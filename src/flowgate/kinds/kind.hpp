@@ -1,0 +1,103 @@
+// What a host block kind is in DWSIM, both ways: one row per kind.
+//
+// A row names the DWSIM unit that a kind becomes and carries the functions
+// that translate a host block into it and read its specification back. Each
+// row is defined with its functions in a file of its own; adding a kind is one
+// row there and one entry in the table. The tables KINDS and CLASSES that the
+// module publishes are derived from these rows.
+#pragma once
+
+#include "access/automation.hpp"
+#include "frame/python.hpp"
+#include "frame/tables.hpp"
+
+#include <utility>
+#include <vector>
+
+namespace flowgate {
+
+// The DWSIM flowsheet under construction, as the translation of a block sees it.
+struct Sheet {
+    Automation at;
+    py::object fs;
+    py::object sim;      // the DWSIM flowsheet being built
+    py::object doubles;  // .NET double[], for the compositions
+    py::object names;    // {component: DWSIM compound name}
+    py::object pos;      // {stream or block: (x, y)}
+    py::dict obj;        // {name: DWSIM object}
+    py::dict P;          // {stream: pressure in Pa}, where known
+    py::list comps;      // fs.pp.components, in their one order
+    py::list notes;
+
+    // Drawing place of `n`; without one, place `k` of the default row.
+    std::pair<py::object, py::object> xy(py::handle n, py::ssize_t k = 0) const;
+
+    // Output port `i` of `x` to input port `j` of `y`; -1 leaves it to DWSIM.
+    void connect(py::handle x, py::handle y, py::ssize_t i = -1, py::ssize_t j = -1) const;
+
+    // The energy stream of block `name`, into `unit` or out of it.
+    py::object energy(py::handle name, py::handle unit, bool into = true) const;
+
+    // fmt % (value,): a note with one "%s", filled as Python fills it.
+    void note(const char* fmt, py::handle value);
+};
+
+// One host block being translated.
+struct Block {
+    py::object name, sp, kind;
+    py::object ins, outs;  // stream names by port, falsy for an open port
+    py::object x, y;
+    py::object pin;   // lowest known inlet pressure, Pa
+    py::object pout;  // known pressure of the first outlet, Pa, or None
+};
+
+// A DWSIM unit being read back as a host block.
+struct Unit {
+    py::object o;                // the concrete unit
+    py::object objs;             // {tag: concrete object} of the file
+    py::object ins, outs;        // its material streams' tags
+    py::object order;            // component identifiers in composition order
+};
+
+// Which key a block's result has: the heat of a unit, or the power of a machine.
+enum class Result { duty, power };
+
+struct Kind {
+    const char* kind;          // the host's block kind
+    Name object_type;          // the ObjectType member that adds its unit
+    const char* dwsim_class;   // the class of that unit
+    const char* also;          // another class read back as this kind, whose duty is
+                               // the heat it removes (a Cooler), or nullptr
+    int inlets, outlets;       // material ports of the DWSIM unit
+    Result result;
+    void (*translate)(Sheet&, const Block&);
+    py::dict (*readback)(const Unit&);
+};
+
+// The rows, each defined beside its functions.
+extern const Kind MIXER, FSPLIT, SEP, HEATER, FLASH2, PUMP, COMPR, VALVE;
+
+// The kind of a host block, or nullptr for a kind DWSIM does not take.
+const Kind* find_kind(py::handle kind);
+
+// The kind read back from a DWSIM class, or nullptr for a class without one.
+const Kind* kind_of_class(py::handle class_name);
+
+// The rows of KINDS (kind -> ObjectType member) and CLASSES (class -> kind).
+std::vector<Row> kinds_table();
+std::vector<Row> classes_table();
+
+// Adds a unit of the block's kind at its place under its name; the unit.
+py::object add_unit(Sheet& s, const Kind& kind, const Block& b);
+
+// Connects the first inlet only, with a note when there are more, and each
+// outlet at its host port number.
+void connect_single_inlet(Sheet& s, const Block& b, py::handle o);
+
+// Mode and values of a DWSIM heater from a HEATER or FLASH2 specification.
+void heater(py::handle U, py::handle h, py::handle sp, py::handle pin, py::handle pout);
+
+// The specification of a host block of `kind` read back from a DWSIM unit.
+py::dict spec_of(py::handle kind, const Unit& unit);
+
+}  // namespace flowgate

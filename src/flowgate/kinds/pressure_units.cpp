@@ -1,0 +1,60 @@
+// PUMP, COMPR and VALVE: DWSIM units run at the outlet pressure that the
+// pressure sweep gave; there is no default for one that it did not reach.
+#include "access/surface.hpp"
+#include "kinds/kind.hpp"
+
+namespace flowgate {
+namespace {
+
+constexpr double PERCENT = 100.0;
+
+void specify(const Sheet& s, const Block& b, py::handle o, const dwsim::PressureUnit& unit) {
+    static const Name EFFICIENCY{"efficiency"};
+    dwsim::set_outlet_pressure_mode(o, s.at.U, unit);
+    dwsim::set_outlet_pressure(o, unit, to_float(b.pout));
+    if (unit.efficiency == nullptr) return;
+    if (truthy(get(b.sp, EFFICIENCY))) {
+        dwsim::set_efficiency(o, unit, py::float_(as_double(item(b.sp, EFFICIENCY)) * PERCENT));
+    }
+}
+
+// Outlet pressure and, where the unit has one, its efficiency.
+py::dict read(const Unit& u, const dwsim::PressureUnit& unit) {
+    py::dict spec;
+    spec["P"] = to_float(dwsim::outlet_pressure(u.o, unit));
+    if (unit.efficiency != nullptr) spec["efficiency"] = py::float_(as_double(dwsim::efficiency(u.o, unit)) / PERCENT);
+    return spec;
+}
+
+void translate_pump(Sheet& s, const Block& b) {
+    py::object o = add_unit(s, PUMP, b);
+    connect_single_inlet(s, b, o);
+    s.energy(b.name, o);
+    specify(s, b, o, dwsim::PUMP);
+}
+
+void translate_compressor(Sheet& s, const Block& b) {
+    py::object o = add_unit(s, COMPR, b);
+    connect_single_inlet(s, b, o);
+    s.energy(b.name, o);
+    specify(s, b, o, dwsim::COMPRESSOR);
+}
+
+void translate_valve(Sheet& s, const Block& b) {
+    py::object o = add_unit(s, VALVE, b);
+    connect_single_inlet(s, b, o);
+    specify(s, b, o, dwsim::VALVE);
+}
+
+py::dict read_pump(const Unit& u) { return read(u, dwsim::PUMP); }
+py::dict read_compressor(const Unit& u) { return read(u, dwsim::COMPRESSOR); }
+py::dict read_valve(const Unit& u) { return read(u, dwsim::VALVE); }
+
+}  // namespace
+
+const Kind PUMP{"PUMP", Name{"Pump"}, "Pump", nullptr, 1, 1, Result::power, translate_pump, read_pump};
+const Kind COMPR{"COMPR", Name{"Compressor"}, "Compressor", nullptr, 1, 1, Result::power, translate_compressor,
+                 read_compressor};
+const Kind VALVE{"VALVE", Name{"Valve"}, "Valve", nullptr, 1, 1, Result::duty, translate_valve, read_valve};
+
+}  // namespace flowgate

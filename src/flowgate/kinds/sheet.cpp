@@ -1,0 +1,50 @@
+// The operations that every block's translation shares.
+#include "access/surface.hpp"
+#include "kinds/kind.hpp"
+
+namespace flowgate {
+
+std::pair<py::object, py::object> Sheet::xy(py::handle n, py::ssize_t k) const {
+    py::object p = get(pos, n);
+    if (truthy(p)) return {to_int(item(p, py::int_(0))), to_int(item(p, py::int_(1)))};
+    return {py::int_(100 * k), py::int_(100)};
+}
+
+void Sheet::connect(py::handle x, py::handle y, py::ssize_t i, py::ssize_t j) const {
+    dwsim::connect_objects(sim, x, y, py::int_(i), py::int_(j));
+}
+
+// An energy stream takes its block's place, or place 0 of the default row.
+py::object Sheet::energy(py::handle name, py::handle unit, bool into) const {
+    auto [x, y] = xy(name);
+    py::object type = dwsim::object_type(at.ObjectType, dwsim::ENERGY_STREAM);
+    py::object e = dwsim::add_object(sim, type, x, y, py::str("Q-") + name);
+    if (into) {
+        connect(e, unit);
+    } else {
+        connect(unit, e);
+    }
+    return e;
+}
+
+void Sheet::note(const char* fmt, py::handle value) {
+    notes.append(steal_or_throw(PyUnicode_Format(py::str(fmt).ptr(), py::make_tuple(value).ptr())));
+}
+
+py::object add_unit(Sheet& s, const Kind& kind, const Block& b) {
+    py::object o = dwsim::add_object(s.sim, dwsim::object_type(s.at.ObjectType, kind.object_type), b.x, b.y, b.name);
+    s.obj[b.name] = o;
+    return o;
+}
+
+void connect_single_inlet(Sheet& s, const Block& b, py::handle o) {
+    if (truthy(b.ins)) s.connect(item(s.obj, item(b.ins, py::int_(0))), o, -1, 0);
+    if (py::len(b.ins) > 1) s.note("%s: inlets after the first one are left out (mix them before)", b.name);
+    py::ssize_t j = 0;
+    for (py::handle stream : b.outs) {
+        if (truthy(stream)) s.connect(o, item(s.obj, stream), j, 0);
+        ++j;
+    }
+}
+
+}  // namespace flowgate
