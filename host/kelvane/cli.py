@@ -79,14 +79,14 @@ def cmd_solve(args):
     print(format_results(results, _degree_sign()))
     if args.save:
         print(f"\nSaved: {args.save}")
-    return FAILED if results.get("errors") else 0
+    return FAILED if results["errors"] else 0
 
 
 def cmd_export(args):
     fs = _open(args.flowsheet)
     _check_target(args.out)
     notes = _call("export", fs, args.out)
-    text = format_messages("Notes", notes or [])
+    text = format_messages("Notes", notes)
     if text:
         print(text)
     print(f"Written: {args.out}")
@@ -96,14 +96,13 @@ def cmd_export(args):
 def cmd_import(args):
     if not os.path.isfile(args.file):
         raise CommandError(f"{args.file}: no such file")
-    result = _call("import_model", args.file)
-    model, notes = result if isinstance(result, (tuple, list)) else (result, [])
+    model, notes = _call("import_model", args.file)
     try:
         flowsheet_from_dict(model)
     except ValueError as e:
         log.warning("the imported model does not open as a flowsheet: %s", e)
     text = json.dumps(model, indent=1, default=_json_default, ensure_ascii=False)
-    notes_text = format_messages("Notes", notes or [])
+    notes_text = format_messages("Notes", notes)
     if args.output:
         try:
             with open(args.output, "w", encoding="utf-8") as f:
@@ -121,10 +120,8 @@ def cmd_import(args):
 
 
 def cmd_available(args):
-    flowgate = _module()
     found = _call("available")
-    folder = getattr(flowgate, "folder", None)
-    where = folder() if (found and folder) else None
+    where = _call("folder") if found else None
     if found:
         print(f"DWSIM is available{f' in {where}' if where else ''}.")
         return 0
@@ -172,9 +169,6 @@ def _call(name, *args, **kwargs):
     fn = getattr(_module(), name)
     try:
         return fn(*args, **kwargs)
-    except NotImplementedError as e:
-        message = str(e) or f"{name} is not implemented yet"
-        raise CommandError(message if name in message else f"{name}: {message}", FAILED) from None
     except (ValueError, KeyError) as e:
         raise CommandError(_message(e)) from None
     except RuntimeError as e:
@@ -244,7 +238,7 @@ def _table(header, rows, text_last=False):
 
 def main_fractions(x, limit=3, threshold=1e-3):
     """The largest mole fractions as text, e.g. "WATER 0.912, METHANOL 0.088"."""
-    items = [(c, f) for c, f in ((c, _float(f)) for c, f in (x or {}).items())
+    items = [(c, f) for c, f in ((c, _float(f)) for c, f in x.items())
              if f is not None and f >= threshold]
     items.sort(key=lambda item: -item[1])
     return ", ".join(f"{c} {f:.3f}" for c, f in items[:limit]) or "-"
@@ -254,13 +248,13 @@ def format_streams(streams, celsius="°C"):
     header = ["Stream", "T [K]", f"T [{celsius}]", "P [bar]", "F [kmol/h]", "F [mol/s]",
               "Vfrac", "Main mole fractions"]
     rows = [[str(name),
-             _cell(s.get("T"), fmt=".2f"),
-             _cell(s.get("T"), offset=-273.15, fmt=".2f"),
-             _cell(s.get("P"), scale=1e-5),
-             _cell(s.get("F"), scale=3600.0),
-             _cell(s.get("F"), scale=1000.0),
-             _cell(s.get("VFRAC")),
-             main_fractions(s.get("x"))]
+             _cell(s["T"], fmt=".2f"),
+             _cell(s["T"], offset=-273.15, fmt=".2f"),
+             _cell(s["P"], scale=1e-5),
+             _cell(s["F"], scale=3600.0),
+             _cell(s["F"], scale=1000.0),
+             _cell(s["VFRAC"]),
+             main_fractions(s["x"])]
             for name, s in streams.items()]
     return _table(header, rows, text_last=True)
 
@@ -280,13 +274,12 @@ def format_messages(title, messages):
 
 def format_results(results, celsius="°C"):
     """The readable report of a results mapping {"streams", "blocks", "errors", "notes"}."""
-    streams = results.get("streams") or {}
-    blocks = results.get("blocks") or {}
+    streams, blocks = results["streams"], results["blocks"]
     parts = [format_streams(streams, celsius) if streams else "No streams."]
     if blocks:
         parts.append(format_blocks(blocks))
     for title, key in (("DWSIM errors", "errors"), ("Notes", "notes")):
-        text = format_messages(title, results.get(key) or [])
+        text = format_messages(title, results[key])
         if text:
             parts.append(text)
     return "\n\n".join(parts)

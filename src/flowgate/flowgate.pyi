@@ -1,15 +1,16 @@
 """DWSIM as Kelvane's Proxy solver and File > Import/Export (the compiled module kelvane.flowgate)."""
 
+import logging
 import os as os
 import sys as sys
 import threading as threading
-from typing import Any, Final, Literal, Mapping, Protocol, Sequence, TypedDict
+from typing import Any, Final, Literal, Mapping, Protocol, Sequence, TypedDict, type_check_only
 
 import numpy as np
 
-from .diagnostics import log as log
+log: logging.Logger  # the host's logger, kelvane.diagnostics.log
 
-# -- the host's objects, as far as the module reads them ---------------------------------
+# -- the host's objects, as far as the module reads them (types of the stub only) -------------
 
 class _Feed(Protocol):
     T: float | None
@@ -24,6 +25,7 @@ class _Package(Protocol):
     components: Sequence[str]
     method: str
 
+@type_check_only
 class Flowsheet(Protocol):
     """What the module reads of a host flowsheet (pp, feeds, blocks, ports, meta;
     positions, reactions, pp.elec and a feed's vfrac are optional)."""
@@ -34,8 +36,9 @@ class Flowsheet(Protocol):
     ports: Mapping[str, tuple[Sequence[str | None], Sequence[str | None]]]
     meta: Mapping[str, Any]
 
-# -- what the module gives back ------------------------------------------------------------
+# -- what the module gives back (types of the stub only) ----------------------------------------
 
+@type_check_only
 class StreamResult(TypedDict):
     T: float
     P: float
@@ -44,6 +47,7 @@ class StreamResult(TypedDict):
     VFRAC: float
     H: Any
 
+@type_check_only
 class Results(TypedDict):
     streams: dict[str, StreamResult]
     blocks: dict[str, dict[Literal["duty", "power"], float]]
@@ -59,6 +63,7 @@ class _Property(TypedDict):
     method: str
     components: dict[str, str]
 
+@type_check_only
 class Model(TypedDict):
     name: str
     property: _Property
