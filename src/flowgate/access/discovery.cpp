@@ -1,9 +1,5 @@
 #include "access/discovery.hpp"
 
-#include "frame/tables.hpp"
-
-#include <vector>
-
 namespace flowgate {
 namespace {
 
