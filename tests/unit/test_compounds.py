@@ -17,10 +17,10 @@ def names(flowgate, components, aliases=None, compounds=None):
     # DWSIM's CAS numbers are stripped, the databank's are not
     (["ETHANOL"], None, [{"alias": "ETHANOL", "cas": "64-17-5"}], {"ETHANOL": "Ethanol"}),
     (["METHANE"], None, [{"alias": "METHANE", "cas": " 74-82-8", "name": "nope"}], "METHANE (METHANE)"),
-    # of two compounds with one CAS number, the later
-    (["C4"], None, [{"alias": "C4", "cas": "106-97-8"}], {"C4": "n-Butane"}),
-    # an unknown CAS number falls to the entry's name, case ignored
-    (["C4"], {}, [{"alias": "C4", "cas": "0-00-0", "name": "n-BUTANE"}], {"C4": "n-Butane"}),
+    # of two compounds with one CAS number the first, ChemSep's, whose data DWSIM keys by name
+    (["C4"], None, [{"alias": "C4", "cas": "106-97-8"}], {"C4": "N-butane"}),
+    # an unknown CAS number falls to the entry's name, case ignored, the first name of that case
+    (["C4"], {}, [{"alias": "C4", "cas": "0-00-0", "name": "n-BUTANE"}], {"C4": "N-butane"}),
     # no entry, or one without CAS and name: the component's own identifier, case ignored
     (["methanol", "METHANOL"], None, [{"alias": "METHANOL"}], {"methanol": "Methanol", "METHANOL": "Methanol"}),
     # the alias itself is never matched against DWSIM names; all missing in one message
@@ -41,9 +41,13 @@ def test_resolution(flowgate, host, components, aliases, databank, expected):
     assert isinstance(expected, type) or str(e.value) == "DWSIM has no compound for " + expected
 
 
-def test_empty_cas_number_matches_an_entry_without_one(flowgate, host):
-    host.databank = [{"alias": "Q"}]
-    assert names(flowgate, ["Q"], compounds={"Mystery": "  ", "Water": "7732-18-5"}) == {"Q": "Mystery"}
+def test_an_empty_cas_number_never_matches(flowgate, host):
+    # a component without a CAS number goes to the names, which cover compounds without one
+    host.databank = [{"alias": "Q"}, {"alias": "SALT", "cas": ""}]
+    with pytest.raises(ValueError, match="^DWSIM has no compound for Q [(]Q[)]$"):
+        names(flowgate, ["Q"], compounds={"Mystery": "  ", "Water": "7732-18-5"})
+    flowgate._STATE.pop("cas")
+    assert names(flowgate, ["SALT"], compounds={"Mystery": "  ", "Salt": ""}) == {"SALT": "Salt"}
 
 
 def test_index_is_built_once_per_process_and_only_when_complete(flowgate, host):

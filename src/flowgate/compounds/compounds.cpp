@@ -16,18 +16,36 @@ py::dict by_alias(py::handle databank_index) {
     return index;
 }
 
-// DWSIM names of the CAS index by their lower case.
-py::dict by_lower_name(const py::dict& cas) {
-    py::dict index;
-    for (auto kv : cas) index[call_method(kv.second, LOWER)] = kv.second;
-    return index;
+// DWSIM's names by their lower case, beside the CAS index it was made with:
+// process-wide like that index, and made anew when the index is replaced.
+struct NameIndex {
+    py::object cas;  // the CAS index these names belong to
+    py::dict names;
+};
+
+NameIndex& name_index() {
+    static auto* index = new NameIndex();  // lives as long as the process, like _STATE
+    return *index;
+}
+
+// An index found in _STATE without its names (put there by another road):
+// the names that it holds.
+void names_of(const py::dict& cas) {
+    NameIndex& index = name_index();
+    index.cas = cas;
+    index.names = py::dict();
+    for (auto kv : cas) {
+        py::object lower = call_method(kv.second, LOWER);
+        if (!index.names.contains(lower)) index.names[lower] = kv.second;
+    }
 }
 
 // The DWSIM name of component `c` with databank entry `entry` (None if it has
 // none): by the entry's CAS number, else by its name, else by `c` itself.
 py::object dwsim_name(py::handle c, py::handle entry, const py::dict& cas, const py::dict& names) {
-    py::object known = truthy(entry) ? py::reinterpret_borrow<py::object>(entry) : py::dict();
-    py::object found = get(cas, get(known, CAS, EMPTY.get()));
+    // The empty CAS number stands for "none": it never matches.
+    py::object number = truthy(entry) ? get(entry, CAS, EMPTY.get()) : py::str("");
+    py::object found = truthy(number) ? get(cas, number) : py::none();
     if (truthy(found)) return found;
     py::object name = truthy(entry) ? get(entry, NAME) : py::none();
     if (!truthy(name)) name = py::reinterpret_borrow<py::object>(c);
@@ -36,18 +54,26 @@ py::object dwsim_name(py::handle c, py::handle entry, const py::dict& cas, const
 
 }  // namespace
 
+// Of several compounds with one CAS number the first in DWSIM's order is the
+// one its property data and parameter tables are keyed by (ChemSep's; the
+// later ones are CoolProp's); a compound without a CAS number is found by
+// name alone. Names are indexed by their lower case, the first again winning.
 py::dict compounds(py::handle sim) {
     static const Name KEY{"cas"};
     py::dict st = state();
     if (!st.contains(KEY.get())) {
         py::object db = dwsim::available_compounds(sim);
         py::object keys = dwsim::keys(db);
-        py::dict cas;
-        for (py::handle name : keys) {
-            py::object number = call_method(py::str(dwsim::cas_number(item(db, name))), STRIP);
-            cas[number] = py::str(name);
+        py::dict cas, names;
+        for (py::handle key : keys) {
+            py::str name(key);
+            py::object number = call_method(py::str(dwsim::cas_number(item(db, key))), STRIP);
+            if (truthy(number) && !cas.contains(number)) cas[number] = name;
+            py::object lower = call_method(name, LOWER);
+            if (!names.contains(lower)) names[lower] = name;
         }
         st[KEY.get()] = cas;
+        name_index() = {cas, names};
     }
     return item(st, KEY);
 }
@@ -57,7 +83,8 @@ py::dict compound_names(py::handle fs, py::handle sim) {
     py::object databank_index = import_sibling("components", "databank_index");
     py::dict cas = compounds(sim);
     py::dict entries = by_alias(databank_index);
-    py::dict names = by_lower_name(cas);
+    if (!name_index().cas.is(cas)) names_of(cas);
+    const py::dict names = name_index().names;
     py::object aliases = call_method(attr(fs, META), GET, ALIASES.get());
     if (!truthy(aliases)) aliases = py::dict();
 
