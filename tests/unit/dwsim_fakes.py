@@ -82,7 +82,7 @@ def nullable(value):
 
 
 class Keyed:
-    """A .NET Dictionary: Keys, Values, Count, ContainsKey, Add, Clear, the indexer; no iteration."""
+    """A .NET Dictionary: Keys, Values, Count, ContainsKey, Add, Clear, lookup; no iteration."""
 
     def __init__(self, items=()):
         self.items = dict(items)
@@ -97,9 +97,6 @@ class Keyed:
         if key not in self.items:
             raise KeyNotFoundException(f"The given key '{key}' was not present in the dictionary.")
         return self.items[key]
-
-    def __setitem__(self, key, value):
-        self.items[key] = value
 
     def Add(self, key, value):
         if key in self.items:
@@ -243,8 +240,8 @@ class Point:
     """IConnectionPoint. `IsAttached` is what DWSIM sets; a test may set it alone to make a
     point that claims a connection it does not have."""
 
-    def __init__(self, kind=None, energy=False):
-        self.Type, self.IsEnergyConnector, self.Active = kind, energy, True
+    def __init__(self, kind):
+        self.Type, self.Active = kind, True
         self.IsAttached, self.AttachedConnector = False, None
 
 
@@ -257,7 +254,7 @@ class Graphic:
         self.ObjectType = getattr(ObjectType, objtype)
         self.InputConnectors = NetList(Point(ConType.ConEn if t == "E" else ConType.ConIn) for t in ins)
         self.OutputConnectors = NetList(Point(ConType.ConOut) for _ in range(outs))
-        self.EnergyConnector = Point(ConType.ConEn, energy=True)
+        self.EnergyConnector = Point(ConType.ConEn)
         self.EnergyConnector.Active = self.energy_out
 
 
@@ -439,9 +436,6 @@ class Flowsheet:
         view = View(o, ISimulationObject)
         self.SimulationObjects.Add(name, view)
         return view
-
-    def GetFlowsheetSimulationObject(self, tag):
-        return next((v for v in self.SimulationObjects.Values if v.GraphicObject.Tag == tag), None)
 
     def ConnectObjects(self, g_from, g_to, i, j):
         if not (isinstance(g_from, Graphic) and isinstance(g_to, Graphic)) or {type(i), type(j)} != {int}:
