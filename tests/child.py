@@ -7,6 +7,9 @@ imports it, calls it with the JSON arguments, and prints its JSON result on one 
 that starts with ``RESULT ``.
 
     python tests/child.py module:function '[args...]'
+
+`run_module` runs a package as ``python -m`` would, for tests of a command line's exit
+code and output: ``spawn("child:run_module", "kelvane", "solve", path)``.
 """
 import json
 import os
@@ -29,7 +32,7 @@ def spawn(target, *args, env=None, timeout=120):
     """Runs `target` ("module:function") with `args` in a new interpreter; the
     finished process, whatever its exit code."""
     full = {**os.environ, "KELVANE_DWSIM": str(DWSIM), "PYTHONWARNINGS": "ignore", **(env or {})}
-    full["PYTHONPATH"] = os.pathsep.join(PATHS + [p for p in [os.environ.get("PYTHONPATH")] if p])
+    full["PYTHONPATH"] = os.pathsep.join(PATHS + [p for p in [full.get("PYTHONPATH")] if p])
     return subprocess.run([sys.executable, str(Path(__file__)), target, json.dumps(list(args))],
                           capture_output=True, text=True, env=full, timeout=timeout)
 
@@ -48,6 +51,13 @@ def call(target, *args, env=None, timeout=120):
     """Runs `target` in a new interpreter and returns its result; the test fails
     with the child's output when the child fails."""
     return result(spawn(target, *args, env=env, timeout=timeout))
+
+
+def run_module(name, *argv):
+    """`python -m name argv...` in this process: its exit is the child's exit."""
+    import runpy
+    sys.argv = [name, *argv]
+    runpy.run_module(name, run_name="__main__", alter_sys=True)
 
 
 def _main(target, args):

@@ -1,4 +1,4 @@
-"""Fixtures shared by all tests; tests/ is on sys.path, so `pyrun` imports."""
+"""Fixtures shared by all tests; tests/ is on sys.path, so `child` imports."""
 import pytest
 
 

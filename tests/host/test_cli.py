@@ -1,8 +1,6 @@
 """python -m kelvane: argument handling, one-line errors, exit codes and the report,
 against a fake kelvane.flowgate."""
 import json
-import os
-import subprocess
 import sys
 import types
 from pathlib import Path
@@ -10,6 +8,7 @@ from pathlib import Path
 import numpy as np
 import pytest
 
+from child import spawn
 from kelvane import cli
 from kelvane.datamanager import load_flowsheet
 from kelvane.model import Flowsheet
@@ -138,6 +137,6 @@ def test_tables_and_messages():
 
 
 def test_module_entry_point(tmp_path):
-    done = subprocess.run([sys.executable, "-m", "kelvane", "solve", str(tmp_path / "none.json")], timeout=60,
-                          capture_output=True, text=True, env=dict(os.environ, PYTHONPATH=str(DEMO.parents[1])))
+    done = spawn("child:run_module", "kelvane", "solve", str(tmp_path / "none.json"),
+                 env={"PYTHONPATH": str(DEMO.parents[1])}, timeout=60)
     assert (done.returncode, done.stderr.strip()) == (2, f"kelvane: error: {tmp_path / 'none.json'}: no such file")

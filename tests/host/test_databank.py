@@ -5,8 +5,8 @@ import re
 import numpy as np
 import pytest
 
+from child import SHARED
 from kelvane.components import databank_index, lookup
-from pyrun import SHARED
 
 DWSIM_COMPOUNDS = SHARED / "dwsim" / "compounds.json"
 # Compounds the host has that DWSIM's checked databases lack

@@ -1,20 +1,17 @@
 """The main job through the command line, against the stand-in DWSIM: the demo
 flowsheet solved and saved, exported, and the export imported back."""
 import json
-import os
-import subprocess
-import sys
 
 import pytest
 
-from pyrun import DWSIM, ROOT
+from child import ROOT, spawn
 
 DEMO = ROOT / "host" / "examples" / "demo.json"
 
 
-def kelvane(*args, env=None):
-    return subprocess.run([sys.executable, "-m", "kelvane", *map(str, args)], capture_output=True,
-                          text=True, timeout=300, env={**os.environ, "KELVANE_DWSIM": str(DWSIM), **(env or {})})
+def kelvane(*args):
+    """`python -m kelvane args...` against the DWSIM folder of the tests."""
+    return spawn("child:run_module", "kelvane", *map(str, args), timeout=300)
 
 
 @pytest.fixture(scope="module")

@@ -1,22 +1,36 @@
 """DWSIM through the real pythonnet, for scenarios that run in a child process.
 
-Importing this module starts nothing; the first use of `a`, `ObjectType`, `U` or
-`System` (``from sheet import U``) starts Mono, references the assemblies of the DWSIM
-folder in the module's own order, and makes one silenced Automation3. `Sheet` wraps a
-flowsheet with the few operations that the scenarios repeat.
+Importing this module starts nothing, so tests import its constants too; the first use
+of `a`, `ObjectType`, `U` or `System` (``from sheet import U``) starts Mono, references
+the assemblies of the DWSIM folder in the module's own order, and makes one silenced
+Automation3. `Sheet` wraps a flowsheet with the few operations that the scenarios repeat.
 """
 import os
 import sys
 from functools import cache
 from types import SimpleNamespace
 
-FOLDER = os.environ["KELVANE_DWSIM"]
+from child import DWSIM
+
+FOLDER = str(DWSIM)
 PROBE = os.path.join(os.path.dirname(FOLDER.rstrip("/")), "probe", "Probe.dll")
+
+# Unit classes: namespace of the .NET class, graphic ObjectType, id prefix, default tag.
+_UO = "DWSIM.UnitOperations.UnitOperations"
+CLASSES = {"MaterialStream": ("DWSIM.Thermodynamics.Streams", "MaterialStream", "MAT-", "1"),
+           "EnergyStream": ("DWSIM.UnitOperations.Streams", "EnergyStream", "EN-", "E1"),
+           "Mixer": (_UO, "NodeIn", "MIST-", "MIX-1"), "Splitter": (_UO, "NodeOut", "DIV-", "SPL-1"),
+           "ComponentSeparator": (_UO, "ComponentSeparator", "CS-", "CS-1"), "Heater": (_UO, "Heater", "AQ-", "HT-1"),
+           "Cooler": (_UO, "Cooler", "RESF-", "CL-1"), "Vessel": (_UO, "Vessel", "SEP-", "V-1"),
+           "Pump": (_UO, "Pump", "BB-", "PUMP-1"), "Compressor": (_UO, "Compressor", "COMP-", "C-1"),
+           "Valve": (_UO, "Valve", "VALV-", "VALVE-1")}
 
 
 @cache
 def runtime():
     """Mono with DWSIM's assemblies referenced; the System namespace."""
+    if not os.path.exists(os.path.join(FOLDER, "DWSIM.Automation.dll")):
+        raise FileNotFoundError(f"stand-in not built: {FOLDER} is missing; run standin/build.sh first")
     import pythonnet
     pythonnet.load("mono")
     import clr

@@ -10,65 +10,18 @@ from xml.etree import ElementTree as ET
 import numpy as np
 import pytest
 
-from standin_support import CLASSES, SNAPSHOT, run
-
-# Every unit class; an energy stream on each unit that has one; the feed enters the mixer on
-# port 2 with ports 0 and 1 open; the splitter's second outlet goes back to the mixer (port 4).
-PLANT = r'''
-import DWSIM.Thermodynamics.PropertyPackages.Auxiliary as AUX
-nrtl = setup("NRTL", "Water", "Ethanol", "Methanol")
-pr = fs.CreateAndAddPropertyPackage("Peng-Robinson (PR)")
-PARTS = """fd MaterialStream feed|mix Mixer MIX-1|s1 MaterialStream s1|ht Heater HT-1|q1 EnergyStream Q heater|
-s2 MaterialStream s2|cl Cooler CL-1|q2 EnergyStream Q cooler|s3 MaterialStream s3|v Vessel V-1|q3 EnergyStream Q vessel|
-vap MaterialStream vapour|liq MaterialStream liquid|pu Pump PUMP-1|q4 EnergyStream W pump|s4 MaterialStream s4|
-sp Splitter SPL-1|rec MaterialStream recycle|s5 MaterialStream s5|cs ComponentSeparator CS-1|q5 EnergyStream Q separator|
-top MaterialStream top|bot MaterialStream bottom|co Compressor C-1|q6 EnergyStream W compressor|s6 MaterialStream s6|
-va Valve VALVE-1|s7 MaterialStream s7"""
-for i, part in enumerate(PARTS.replace("\n", "").split("|")):
-    name, t, tag = part.split(" ", 2)
-    globals()[name] = add(t, tag, 40 * i, 30 * (i % 3) - 10)
-connect(fd, mix, -1, 2); chain(mix, s1, ht, s2, cl, s3, v); connect(v, vap, 0); connect(v, liq, 1)
-chain(liq, pu, s4, sp); connect(sp, s5, 0); connect(sp, rec, 1); connect(rec, mix, -1, 4)
-chain(s5, cs, top); connect(cs, bot, 1); chain(vap, co, s6, va, s7)
-for x, y in ((q1, ht), (cl, q2), (q3, v), (q4, pu), (cs, q5), (q6, co)):
-    connect(x, y)
-feed(fd, 300, 200000, 10, [0.6, 0.3, 0.1])
-configure(ht, CalcMode=U.Heater.CalculationMode.OutletTemperature, OutletTemperature=370.0, DeltaP=5000.0, Eficiencia=95.0)
-configure(cl, CalcMode=U.Cooler.CalculationMode.OutletTemperature, OutletTemperature=355.0)
-configure(v, OverrideP=True, FlashPressure=150000.0)
-configure(pu, CalcMode=U.Pump.CalculationMode.OutletPressure, Pout=400000.0, Eficiencia=70.0)
-configure(co, POut=300000.0, AdiabaticEfficiency=72.0)
-configure(va, CalcMode=U.Valve.CalculationMode.OutletPressure, OutletPressure=120000.0)
-s = sp.GetAsObject(); s.Ratios[0] = 0.7; s.Ratios[1] = 0.3
-k = configure(cs, SpecifiedStreamIndex=1)
-for comp, pct in (("Water", 10.0), ("Ethanol", 90.0), ("Methanol", 50.0)):
-    k.ComponentSepSpecs[comp] = U.Auxiliary.ComponentSeparationSpec(comp, U.Auxiliary.SeparationSpec.PercentInletMolarFlow, pct, "%")
-co.PropertyPackage = pr
-n = nrtl.__implementation__.m_uni.InteractionParameters["Ethanol"]["Water"]
-n.A12 = -61.25; n.B21 = 0.125
-kij = pr.__implementation__.m_pr.InteractionParameters
-kij["Water"] = System.Collections.Generic.Dictionary[System.String, AUX.PR_IPData]()
-kij["Water"]["Methanol"] = AUX.PR_IPData()
-kij["Water"]["Methanol"].kij = -0.0778
-'''
+from child import call
+from sheet import CLASSES
 
 
 @pytest.fixture(scope="module")
 def round_trip(tmp_path_factory):
-    """The plant solved, saved under each name below, and the two DWSIM forms loaded back."""
+    """The plant of file_scenarios (every unit class) solved, saved under each name below, and the two
+    DWSIM forms loaded back."""
     d = tmp_path_factory.mktemp("rt")
     cases = [("plant.dwxmz", False), ("plant.dwxml", True), ("Plant.DWXMZ", True), ("plant.txt", True), ("plant", True),
              ("plant.xml", True), ("missing/x.dwxmz", True), ("y.dwxmz", None)]
-    return dict(dir=d, **run(PLANT + SNAPSHOT + f"""
-from DWSIM.FlowsheetBase.Files import FlowsheetFile
-out = dict(errors=solve(), before=snapshot(fs), after={{}})
-out["saved"] = {{n: raises(lambda: a.SaveFlowsheet(fs if c is not None else None, os.path.join({str(d)!r}, n), bool(c)))
-                for n, c in {cases!r}}}
-for ext in (".dwxmz", ".dwxml"):
-    back = a.LoadFlowsheet(os.path.join({str(d)!r}, "plant" + ext))
-    out["after"][ext] = [snapshot(back), list(FlowsheetFile.LoadWarnings(back)), solve(back), snapshot(back)]
-report(out)
-"""))
+    return dict(dir=d, **call("file_scenarios:round_trip", str(d), cases))
 
 
 def by_tag(snap):
@@ -254,17 +207,7 @@ def test_numbers_are_shortest_round_trip_invariant(tmp_path):
         [rng.random() for _ in range(100)]
     positions = [176.71428, 654.5, 0.1, 1e-5, 123456.79]
     path = tmp_path / "numbers.dwxml"
-    back = run(f"""
-r = add("Splitter", "SPL-1").GetAsObject().Ratios
-r.Clear()
-for v in {[repr(v) for v in values]!r}:
-    r.Add(float(v))
-for i, xy in enumerate({positions!r}):
-    g = add("MaterialStream", "m" + str(i)).GraphicObject
-    g.X = xy; g.Y = -xy
-a.SaveFlowsheet(fs, {str(path)!r}, False)
-report([repr(float(x)) for x in a.LoadFlowsheet({str(path)!r}).GetFlowsheetSimulationObject("SPL-1").GetAsObject().Ratios])
-""")
+    back = call("file_scenarios:numbers", str(path), [repr(v) for v in values], positions)
     assert back == [repr(v) for v in values]
     root = ET.parse(path).getroot()
     graphics = {g.find("Tag").text: g for g in root.find("GraphicObjects")}

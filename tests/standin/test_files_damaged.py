@@ -6,19 +6,7 @@ import zipfile
 
 import pytest
 
-from standin_support import run
-
-GOOD = """
-setup("Peng-Robinson (PR)", "Water", "Ethanol")
-fd, ht, out, q = add("MaterialStream", "feed"), add("Heater", "HT-1", 50), add("MaterialStream", "product", 100), add("EnergyStream", "Q", 50, 50)
-chain(fd, ht, out); connect(q, ht)
-fd.__implementation__.SetMolarFlow(2.0)
-configure(ht, CalcMode=U.Heater.CalculationMode.OutletTemperature, OutletTemperature=350.0)
-for ext in ("dwxml", "dwxmz"):
-    a.SaveFlowsheet(fs, os.path.join(%r, "good." + ext), True)
-report({o.GraphicObject.Tag: o.Name for o in fs.SimulationObjects.Values})
-"""
-
+from child import call
 
 class Unseekable(io.BytesIO):
     """A sink zipfile cannot seek in, so it writes sizes after the data (a data descriptor)."""
@@ -82,30 +70,13 @@ def cases(xml, zip_bytes, ids):
 @pytest.fixture(scope="module")
 def outcomes(tmp_path_factory):
     d = tmp_path_factory.mktemp("damaged")
-    ids = run(GOOD % str(d))
+    ids = call("file_scenarios:write_good", str(d))
     xml = (d / "good.dwxml").read_text(encoding="utf-8-sig")
     table = cases(xml, (d / "good.dwxmz").read_bytes(), ids)
     for name, (data, _) in table.items():
         if data is not None:
             (d / name).write_bytes(data)
-    got = run(f"""
-from DWSIM.FlowsheetBase.Files import FlowsheetFile
-def outcome(f):
-    objs = {{o.GraphicObject.Tag: o.GetAsObject() for o in f.SimulationObjects.Values}}
-    h, fd = objs["HT-1"], objs["feed"]
-    return ["load", {{t: o.GetType().Name for t, o in objs.items()}}, " | ".join(FlowsheetFile.LoadWarnings(f)),
-            dict(calcmode=str(getattr(h, "CalcMode", None)), feed_to_heater=fd.GraphicObject.OutputConnectors[0].IsAttached,
-                 heater_inputs=[cp.IsAttached for cp in h.GraphicObject.InputConnectors], T=fd.Phases[0].Properties.temperature,
-                 F=fd.Phases[0].Properties.molarflow)]
-out = {{}}
-for name in {sorted(table)!r}:
-    err = raises(lambda: out.update({{name: outcome(a.LoadFlowsheet(os.path.join({str(d)!r}, name)))}}))
-    if err:
-        out[name] = ["error", *err]
-# The process still loads a good file after all of the above.
-out["after"] = len(a.LoadFlowsheet(os.path.join({str(d)!r}, "good.dwxmz")).SimulationObjects)
-report(out)
-""")
+    got = call("file_scenarios:load_each", str(d), sorted(table))
     return table, got
 
 

@@ -9,8 +9,9 @@ from xml.etree import ElementTree as ET
 import numpy as np
 import pytest
 
-from pyrun import SHARED
-from standin_support import CLASSES, PHASE_PROPS, SNAPSHOT, run
+from child import SHARED, call
+from sheet import CLASSES
+from snapshot import PHASE_PROPS
 
 SAMPLES = SHARED / "dwsim" / "samples"
 SAMPLES = SAMPLES if SAMPLES.is_dir() and any(SAMPLES.glob("*.dwxmz")) else None
@@ -63,18 +64,7 @@ def expected(root):
 @pytest.fixture(scope="module")
 def loaded(tmp_path_factory):
     d = tmp_path_factory.mktemp("samples")
-    return run(SNAPSHOT + f"""
-from DWSIM.FlowsheetBase.Files import FlowsheetFile
-out = {{}}
-for name in {FILES!r}:
-    f = a.LoadFlowsheet(os.path.join({str(SAMPLES)!r}, name))
-    first = snapshot(f)
-    again = os.path.join({str(d)!r}, name)
-    a.SaveFlowsheet(f, again, True)
-    out[name] = dict(first=first, again=snapshot(a.LoadFlowsheet(again)), resaved=again,
-                     warnings=list(FlowsheetFile.LoadWarnings(f)), solve=solve(f))
-report(out)
-""", timeout=300)
+    return call("file_scenarios:samples", str(SAMPLES), FILES, str(d), timeout=300)
 
 
 @pytest.mark.parametrize("name", FILES)

@@ -5,7 +5,7 @@ import types
 
 import pytest
 
-from pyrun import check_python
+from child import call
 
 MARKER = "DWSIM.Automation.dll"
 
@@ -105,139 +105,47 @@ def test_available(flowgate, tmp_path, monkeypatch, no_platform_folders):
     assert flowgate.available() is False
 
 
-# Fake pythonnet, clr, System and DWSIM modules for the automation tests. Each
-# scenario runs in its own process, because the automation state is for life.
-FAKES = r'''
-import os, sys, types, threading
-calls = []
-class Writer:
-    def __init__(self, name): self.name = name
-class Console:
-    Out = Writer("console")
-    @classmethod
-    def SetOut(cls, w):
-        calls.append(("SetOut", w.name)); cls.Out = w
-System = types.ModuleType("System")
-System.Console = Console
-System.IO = types.SimpleNamespace(TextWriter=types.SimpleNamespace(Null=Writer("null")))
-pythonnet = types.ModuleType("pythonnet")
-LOAD_ERROR = None
-def load(name):
-    calls.append(("load", name))
-    if LOAD_ERROR: raise LOAD_ERROR
-pythonnet.load = load
-clr = types.ModuleType("clr")
-REFERENCE_ERROR = None
-def AddReference(x):
-    calls.append(("AddReference", x))
-    if REFERENCE_ERROR: raise REFERENCE_ERROR
-clr.AddReference = AddReference
-CTOR_ERROR = None
-class Automation3:
-    def __init__(self):
-        calls.append(("Automation3", Console.Out.name))
-        if CTOR_ERROR: raise CTOR_ERROR
-auto = types.ModuleType("DWSIM.Automation"); auto.Automation3 = Automation3
-enums = types.ModuleType("DWSIM.Interfaces.Enums.GraphicObjects"); enums.ObjectType = "OT"
-units = types.ModuleType("DWSIM.UnitOperations"); units.UnitOperations = "U"
-for name, mod in [("System", System), ("pythonnet", pythonnet), ("clr", clr),
-                  ("DWSIM", types.ModuleType("DWSIM")), ("DWSIM.Automation", auto),
-                  ("DWSIM.Interfaces.Enums.GraphicObjects", enums), ("DWSIM.UnitOperations", units)]:
-    sys.modules[name] = mod
-import kelvane.flowgate as f
-'''
+# The first load runs against the fake runtime of dwsim_fakes, each case in a process of
+# its own, because the automation state is for life (access_scenarios).
 
-
-def run_automation(body, folder, **env):
-    return check_python(FAKES + body, env={"KELVANE_DWSIM": folder, **env})
-
-
-def test_first_load_in_order_and_once(tmp_path):
+def test_first_load_in_order_and_once(flowgate, tmp_path):
     where = install(tmp_path / "dwsim")
-    for name in ("DWSIM.Automation", "DWSIM.Interfaces", "DWSIM.Thermodynamics"):
+    present = ("DWSIM.Automation", "DWSIM.Interfaces", "DWSIM.Thermodynamics")
+    for name in present[1:]:
         (tmp_path / "dwsim" / f"{name}.dll").write_bytes(b"")
-    out = run_automation("""
-a, m = f.automation()
-print(calls)
-print(list(m), m["ObjectType"], m["U"], m["System"] is System, m["clr"] is clr)
-again = f.automation()
-print(again[0] is a, again[1] is m, sys.path.count(os.environ["KELVANE_DWSIM"]), f._LOCK.locked())
-""", where)
-    lines = out.splitlines()
-    calls = eval(lines[0])
-    refs = [c[1] for c in calls if c[0] == "AddReference"]
-    assert calls[0] == ("load", "mono")
-    assert refs == [os.path.join(where, n + ".dll") if n in ("DWSIM.Automation", "DWSIM.Interfaces",
-                                                            "DWSIM.Thermodynamics") else n
-                    for n in ("DWSIM.Automation", "DWSIM.Interfaces", "DWSIM.GlobalSettings",
-                              "DWSIM.SharedClasses", "DWSIM.Thermodynamics", "DWSIM.UnitOperations",
-                              "DWSIM.Inspector", "DWSIM.MathOps", "System.Buffers")]
-    # silenced for the construction only, then the old writer is back
-    assert calls[-3:] == [("SetOut", "null"), ("Automation3", "null"), ("SetOut", "console")]
-    assert lines[1] == "['ObjectType', 'U', 'System', 'clr'] OT U True True"
-    assert lines[2] == "True True 1 False"
+    r = call("access_scenarios:first_load", env={"KELVANE_DWSIM": where})
+    # by full path what the folder holds, by name the rest; silenced for the construction
+    # only, then the old writer is back
+    assert r["calls"] == [["load", "mono"]] + [
+        ["AddReference", os.path.join(where, n + ".dll") if n in present else n] for n in flowgate.DLLS] + [
+        ["SetOut", "null"], ["Automation3", "null"], ["SetOut", "console"]]
+    assert r["keys"] == ["ObjectType", "U", "System", "clr"] and r["modules"] == [True] * 5
+    assert r["again"] == [True, True] and r["on_path"] == 1 and not r["locked"]
 
 
 def test_second_call_reads_only_the_state(tmp_path):
-    out = run_automation("""
-first = f.automation()
-os.environ["KELVANE_DWSIM"] = "/nowhere"  # a lookup now would find nothing and raise
-n = len(calls)
-print(f.automation() == first, len(calls) == n)
-""", install(tmp_path))
-    assert out.split() == ["True", "True"]
+    assert call("access_scenarios:second_call_reads_only_the_state", env={"KELVANE_DWSIM": install(tmp_path)}) == [
+        True, True]
 
 
 def test_no_installation_raises_and_frees_the_lock(tmp_path):
-    out = run_automation("""
-for _ in range(2):
-    try:
-        f.automation()
-    except RuntimeError as e:
-        print(e, f._LOCK.locked())
-print(calls, f._STATE)
-""", str(tmp_path), PATH=os.environ["PATH"])
-    assert out.splitlines() == [
-        "DWSIM is not installed (Settings > Simulators: its folder) False"] * 2 + ["[] {}"]
+    r = call("access_scenarios:without_installation", env={"KELVANE_DWSIM": str(tmp_path)})
+    assert r == dict(raised=[["RuntimeError", "DWSIM is not installed (Settings > Simulators: its folder)", False]] * 2,
+                     calls=[], state=[])
 
 
-@pytest.mark.parametrize("setup, expected", [
-    # a runtime that is already loaded is no error
-    ("LOAD_ERROR = RuntimeError('already loaded')", "loaded"),
-    ("LOAD_ERROR = OSError('no mono')", "OSError: no mono"),
-    ("REFERENCE_ERROR = FileNotFoundError('DWSIM.Automation')", "FileNotFoundError: DWSIM.Automation"),
-    ("CTOR_ERROR = ValueError('no database')", "ValueError: no database"),
+@pytest.mark.parametrize("step, error, message, expected", [
+    ("load", "RuntimeError", "already loaded", "loaded"),     # a runtime that is already loaded is no error
+    ("load", "OSError", "no mono", "OSError: no mono"),
+    ("AddReference", "FileNotFoundError", "DWSIM.Automation", "FileNotFoundError: DWSIM.Automation"),
+    ("Automation3", "ValueError", "no database", "ValueError: no database"),
 ])
-def test_failures_leave_no_state_and_a_free_lock(tmp_path, setup, expected):
-    out = run_automation(setup + """
-try:
-    f.automation()
-    print("loaded")
-except Exception as e:
-    print(f"{type(e).__name__}: {e}")
-print(sorted(f._STATE), f._LOCK.locked(), Console.Out.name)
-LOAD_ERROR = REFERENCE_ERROR = CTOR_ERROR = None
-a, m = f.automation()
-print(sorted(f._STATE), sys.path.count(os.environ["KELVANE_DWSIM"]))
-""", install(tmp_path))
-    first, after, retry = out.splitlines()
-    assert first == expected
-    assert after == ("['a', 'm'] False console" if expected == "loaded" else "[] False console")
-    assert retry == "['a', 'm'] 1"
+def test_failures_leave_no_state_and_a_free_lock(tmp_path, step, error, message, expected):
+    r = call("access_scenarios:failure_then_retry", step, error, message, env={"KELVANE_DWSIM": install(tmp_path)})
+    assert r["first"] == expected
+    assert r["after"] == [["a", "m"] if expected == "loaded" else [], False, "console"]
+    assert r["retry"] == [["a", "m"], 1]
 
 
 def test_concurrent_first_calls_make_one_instance(tmp_path):
-    out = run_automation("""
-import time
-made = []
-original = Automation3.__init__
-def slow(self):
-    made.append(self); time.sleep(0.2); original(self)
-Automation3.__init__ = slow
-results = []
-threads = [threading.Thread(target=lambda: results.append(f.automation()[0])) for _ in range(4)]
-for t in threads: t.start()
-for t in threads: t.join()
-print(len(made), len({id(r) for r in results}))
-""", install(tmp_path))
-    assert out.split() == ["1", "1"]
+    assert call("access_scenarios:concurrent_first_calls", 4, env={"KELVANE_DWSIM": install(tmp_path)}) == [1, 1, 4]

@@ -3,7 +3,7 @@ import inspect
 
 import pytest
 
-from pyrun import check_python
+from child import call
 
 FUNCTIONS = [
     ("folder", "()", "The DWSIM installation folder, or None"),
@@ -61,9 +61,10 @@ def test_tables(flowgate):
         ("MIXER", "NodeIn"), ("FSPLIT", "NodeOut"), ("SEP", "ComponentSeparator"),
         ("HEATER", "Heater"), ("FLASH2", "Vessel"), ("PUMP", "Pump"), ("COMPR", "Compressor"),
         ("VALVE", "Valve")]
-    assert type(flowgate.DLLS) is tuple and len(flowgate.DLLS) == 9
-    assert flowgate.DLLS[-1] == "System.Buffers"
-    assert all(d.startswith("DWSIM.") for d in flowgate.DLLS[:-1])
+    # the one place the assembly list is written; everything else reads flowgate.DLLS
+    assert flowgate.DLLS == ("DWSIM.Automation", "DWSIM.Interfaces", "DWSIM.GlobalSettings", "DWSIM.SharedClasses",
+                             "DWSIM.Thermodynamics", "DWSIM.UnitOperations", "DWSIM.Inspector", "DWSIM.MathOps",
+                             "System.Buffers")
     assert type(flowgate._LOCK) is type(__import__("threading").Lock())
 
 
@@ -102,77 +103,25 @@ def test_keywords_bind_like_a_def(flowgate):
 def test_import_without_optional_dependencies():
     # pythonnet, PySide6 and any .NET namespace refuse to import; the module
     # still loads and answers folder and available.
-    out = check_python("""
-        import sys
-        class Refuse:
-            def find_spec(self, name, path=None, target=None):
-                if name.split(".")[0] in ("pythonnet", "clr", "PySide6", "System", "DWSIM"):
-                    raise ImportError("blocked: " + name)
-        sys.meta_path.insert(0, Refuse())
-        import kelvane.flowgate as f
-        print(f.available(), f._STATE, sorted(m for m in sys.modules if m.startswith(("clr", "PySide6", "pythonnet"))))
-    """, env={"KELVANE_DWSIM": ""})
-    assert out.split() == ["False", "{}", "[]"]
+    assert call("frame_scenarios:without_optional_dependencies", env={"KELVANE_DWSIM": ""}) == [False, {}, []]
 
 
 def test_second_import_gives_the_same_module_and_runs_the_body_once():
-    out = check_python("""
-        import importlib, sys
-        import kelvane.flowgate as first
-        first._STATE["marker"] = 1
-        del sys.modules["kelvane.flowgate"]
-        second = importlib.import_module("kelvane.flowgate")
-        print(second is first, second._STATE, sys.modules["kelvane.flowgate"] is first)
-    """)
-    assert out.split() == ["True", "{'marker':", "1}", "True"]
+    assert call("frame_scenarios:imported_twice") == [True, {"marker": 1}, True]
 
 
 def test_subinterpreter_import_raises():
-    out = check_python(r"""
-        import _xxsubinterpreters as interpreters
-        import kelvane.flowgate
-        sub = interpreters.create(isolated=False)
-        inner = "try:\n    import kelvane.flowgate\nexcept ImportError as e:\n    print('ImportError:', e)\n"
-        interpreters.run_string(sub, inner)
-    """)
-    assert out.strip() == ("ImportError: Interpreter change detected - this module can only be "
-                           "loaded into one interpreter per process.")
+    assert call("frame_scenarios:in_a_second_interpreter") == (
+        "<class 'ImportError'>: Interpreter change detected - this module can only be "
+        "loaded into one interpreter per process.")
 
 
 def test_second_module_object_is_refused():
-    out = check_python("""
-        import _imp, importlib.util
-        spec = importlib.util.find_spec("kelvane.flowgate")
-        one, two = _imp.create_dynamic(spec), _imp.create_dynamic(spec)
-        _imp.exec_dynamic(one)
-        try:
-            _imp.exec_dynamic(two)
-        except RuntimeError as e:
-            print(e)
-    """)
-    assert out.strip() == ("Module 'flowgate' has already been imported. "
-                           "Re-initialisation is not supported.")
+    assert call("frame_scenarios:second_module_object") == [
+        "RuntimeError", "Module 'flowgate' has already been imported. Re-initialisation is not supported."]
 
 
-def test_failed_body_lets_a_later_import_start_over(tmp_path):
-    # A host package whose diagnostics module fails at first: the import
-    # fails with that error, and succeeds once the cause is gone.
-    pkg = tmp_path / "kelvane"
-    pkg.mkdir()
-    (pkg / "__init__.py").write_text(
-        "import pkgutil\n__path__ = pkgutil.extend_path(__path__, __name__)\n")
-    (pkg / "diagnostics.py").write_text(
-        "import os\nif os.environ.get('BROKEN') == '1':\n    raise OSError('no log today')\n"
-        "import logging\nlog = logging.getLogger('test')\n")
-    out = check_python("""
-        import os, sys
-        try:
-            import kelvane.flowgate
-        except OSError as e:
-            print("first:", e)
-        os.environ["BROKEN"] = "0"
-        sys.modules.pop("kelvane.diagnostics", None)
-        import kelvane.flowgate as f
-        print("second:", f.log.name, "kelvane.flowgate" in sys.modules)
-    """, env={"PYTHONPATH": str(tmp_path), "BROKEN": "1"})
-    assert out.splitlines() == ["first: no log today", "second: test True"]
+def test_failed_body_lets_a_later_import_start_over():
+    # A host package whose diagnostics module fails at first: the import fails with
+    # that error, and succeeds once the cause is gone.
+    assert call("frame_scenarios:after_a_failed_body") == ["no log today", "test", True]
