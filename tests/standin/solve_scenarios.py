@@ -24,21 +24,33 @@ def pump_heater_vessel_train():
     return out
 
 
-def recycle_through_mixer_and_splitter(accelerate):
-    from DWSIM.GlobalSettings import Settings
-    Settings.RecycleAcceleration = accelerate
+def recycle_through_mixer_and_splitter(with_recycle):
+    """A splitter sends 75 % back to the mixer: through a Recycle block with tight
+    tolerances (tear stream BACK), or straight back, which DWSIM refuses."""
     s = Sheet()
     s.setup("Raoult's Law", "Methanol", "Water")
     f, m, h, product, rec = s.streams("FEED", "MIXED", "HOT", "PRODUCT", "RECYCLE")
     mx, ht, sp = s.add("Mixer"), s.add("Heater"), s.add("Splitter")
     s.chain(f, mx, m, ht, h, sp, product)
-    s.chain(sp, rec, mx)
+    if with_recycle:
+        block = s.add("OT_Recycle")
+        s.chain(sp, rec, block, s.add("MaterialStream", "BACK"), mx)
+        tol = block.GetAsObject().ConvergenceParameters
+        tol.Temperatura, tol.Pressao, tol.VazaoMassica = 1e-9, 1e-6, 1e-12
+        block.GetAsObject().MaximumIterations = 500
+    else:
+        s.chain(sp, rec, mx)
     s.feed(f, 300, 200000, 5, [0.4, 0.6])
     hi = s.configure(ht, CalcMode=U.Heater.CalculationMode.OutletTemperature, OutletTemperature=320.0)
     sp.GetAsObject().Ratios[0] = 0.25
     errs = s.solve()
-    return dict(errors=errs, mixed=state(m), recycle=state(rec), ratios=[float(x) for x in sp.GetAsObject().Ratios],
-                flows=[flows(f), flows(product)], duty=hi.DeltaQ, again=s.solve(), mixed_again=state(m)["F"])
+    out = dict(errors=errs, mixed=state(m), recycle=state(rec), ratios=[float(x) for x in sp.GetAsObject().Ratios],
+               flows=[flows(f), flows(product)], duty=hi.DeltaQ,
+               calculated=[state(o)["calculated"] for o in (f, m, h, product, rec)])
+    if with_recycle:
+        taken = block.GetAsObject().IterationsTaken
+        out.update(again=s.solve(), mixed_again=state(m)["F"], taken=[taken, block.GetAsObject().IterationsTaken])
+    return out
 
 
 def unit_operations_each():

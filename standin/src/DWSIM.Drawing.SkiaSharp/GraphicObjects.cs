@@ -1,10 +1,13 @@
 // Flowsheet drawing objects: position, tag and the connection ports the solver walks.
+using System;
 using System.Collections.Generic;
 using System.Reflection;
+using System.Runtime.CompilerServices;
 using DWSIM.Interfaces;
 using DWSIM.Interfaces.Enums.GraphicObjects;
 
 [assembly: AssemblyVersion("8.8.2.0")]
+[assembly: InternalsVisibleTo("DWSIM.FlowsheetBase")]
 
 namespace DWSIM.Drawing.SkiaSharp.GraphicObjects
 {
@@ -68,8 +71,24 @@ namespace DWSIM.Drawing.SkiaSharp.GraphicObjects
             Tag = ""; Name = "";
         }
 
+        private string _tag;
+
         public string Name { get; set; }
-        public string Tag { get; set; }
+
+        public string Tag
+        {
+            get { return _tag; }
+            set
+            {
+                var old = _tag;
+                _tag = value;
+                if (TagChanged != null && old != value) TagChanged(old, value);
+            }
+        }
+
+        // Set by the flowsheet that holds the object, to keep its tag index current.
+        internal Action<string, string> TagChanged;
+
         public float X { get; set; }
         public float Y { get; set; }
         public int Width { get; set; }

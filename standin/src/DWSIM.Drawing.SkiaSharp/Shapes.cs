@@ -106,4 +106,10 @@ namespace DWSIM.Drawing.SkiaSharp.GraphicObjects.Shapes
         public ValveGraphic() { ObjectType = ObjectType.Valve; }
         protected override void CreateConnectors() { AddInputs(ConType.ConIn, "Inlet"); AddOutputs("Outlet"); }
     }
+
+    public class RecycleGraphic : ShapeGraphic
+    {
+        public RecycleGraphic() { ObjectType = ObjectType.OT_Recycle; Width = 20; Height = 20; }
+        protected override void CreateConnectors() { AddInputs(ConType.ConIn, "Inlet"); AddOutputs("Outlet"); }
+    }
 }

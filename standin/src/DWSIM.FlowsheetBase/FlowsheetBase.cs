@@ -2,6 +2,7 @@
 using System;
 using System.Collections.Generic;
 using System.Linq;
+using System.Globalization;
 using System.Reflection;
 using System.Text.RegularExpressions;
 using DWSIM.Drawing.SkiaSharp.GraphicObjects;
@@ -10,6 +11,7 @@ using DWSIM.Interfaces;
 using DWSIM.Interfaces.Enums.GraphicObjects;
 using DWSIM.SharedClasses.UnitOperations;
 using DWSIM.Thermodynamics.Streams;
+using DWSIM.UnitOperations.SpecialOps;
 using DWSIM.UnitOperations.Streams;
 using UO = DWSIM.UnitOperations.UnitOperations;
 
@@ -76,42 +78,44 @@ namespace DWSIM.FlowsheetBase
 
         public ISimulationObject AddObject(ObjectType t, int xcoord, int ycoord, string id, string tag)
         {
-            string prefix, defaultTag;
+            string prefix, tagPrefix;
             BaseClass obj;
             GraphicObject go;
             switch (t)
             {
                 case ObjectType.MaterialStream:
-                    prefix = "MAT-"; defaultTag = (_objects.Values.Count(o => o is MaterialStream) + 1).ToString();
-                    obj = new MaterialStream(); go = new MaterialStreamGraphic(); break;
+                    prefix = "MAT-"; tagPrefix = ""; obj = new MaterialStream(); go = new MaterialStreamGraphic(); break;
                 case ObjectType.EnergyStream:
-                    prefix = "EN-"; defaultTag = "E" + (_objects.Values.Count(o => o is EnergyStream) + 1);
-                    obj = new EnergyStream(); go = new EnergyStreamGraphic(); break;
+                    prefix = "EN-"; tagPrefix = "E"; obj = new EnergyStream(); go = new EnergyStreamGraphic(); break;
                 case ObjectType.NodeIn: case ObjectType.Mixer:
-                    prefix = "MIST-"; defaultTag = "MIX-1"; obj = new UO.Mixer(); go = new MixerGraphic(); break;
+                    prefix = "MIST-"; tagPrefix = "MIX-"; obj = new UO.Mixer(); go = new MixerGraphic(); break;
                 case ObjectType.NodeOut: case ObjectType.Splitter:
-                    prefix = "DIV-"; defaultTag = "SPL-1"; obj = new UO.Splitter(); go = new SplitterGraphic(); break;
+                    prefix = "DIV-"; tagPrefix = "SPL-"; obj = new UO.Splitter(); go = new SplitterGraphic(); break;
                 case ObjectType.ComponentSeparator:
-                    prefix = "CS-"; defaultTag = "CS-1"; obj = new UO.ComponentSeparator(); go = new ComponentSeparatorGraphic(); break;
+                    prefix = "CS-"; tagPrefix = "CS-"; obj = new UO.ComponentSeparator(); go = new ComponentSeparatorGraphic(); break;
                 case ObjectType.Heater:
-                    prefix = "AQ-"; defaultTag = "HT-1"; obj = new UO.Heater(); go = new HeaterGraphic(); break;
+                    prefix = "AQ-"; tagPrefix = "HT-"; obj = new UO.Heater(); go = new HeaterGraphic(); break;
                 case ObjectType.Cooler:
-                    prefix = "RESF-"; defaultTag = "CL-1"; obj = new UO.Cooler(); go = new CoolerGraphic(); break;
+                    prefix = "RESF-"; tagPrefix = "CL-"; obj = new UO.Cooler(); go = new CoolerGraphic(); break;
                 case ObjectType.Vessel:
-                    prefix = "SEP-"; defaultTag = "V-1"; obj = new UO.Vessel(); go = new VesselGraphic(); break;
+                    prefix = "SEP-"; tagPrefix = "V-"; obj = new UO.Vessel(); go = new VesselGraphic(); break;
                 case ObjectType.Pump:
-                    prefix = "BB-"; defaultTag = "PUMP-1"; obj = new UO.Pump(); go = new PumpGraphic(); break;
+                    prefix = "BB-"; tagPrefix = "PUMP-"; obj = new UO.Pump(); go = new PumpGraphic(); break;
                 case ObjectType.Compressor:
-                    prefix = "COMP-"; defaultTag = "C-1"; obj = new UO.Compressor(); go = new CompressorGraphic(); break;
+                    prefix = "COMP-"; tagPrefix = "C-"; obj = new UO.Compressor(); go = new CompressorGraphic(); break;
                 case ObjectType.Valve:
-                    prefix = "VALV-"; defaultTag = "VALVE-1"; obj = new UO.Valve(); go = new ValveGraphic(); break;
+                    prefix = "VALV-"; tagPrefix = "VALVE-"; obj = new UO.Valve(); go = new ValveGraphic(); break;
+                case ObjectType.OT_Recycle:
+                    prefix = "REC-"; tagPrefix = "R-"; obj = new Recycle(); go = new RecycleGraphic(); break;
                 default:
                     throw new NotSupportedException("The stand-in cannot create objects of type " + t + ".");
             }
             string name = string.IsNullOrEmpty(id) ? prefix + Guid.NewGuid().ToString() : id;
             if (_objects.ContainsKey(name)) throw new ArgumentException("An object with id '" + name + "' already exists.");
+            var index = Tags();
+            // The default tag numbers the objects of this class, as DWSIM counts them.
+            go.Tag = CheckTag(string.IsNullOrEmpty(tag) ? tagPrefix + (index.CountOf(obj.GetType()) + 1) : tag);
             go.Name = name;
-            go.Tag = CheckTag(string.IsNullOrEmpty(tag) ? defaultTag : tag);
             go.X = xcoord; go.Y = ycoord;
             go.Owner = obj;
             go.PositionConnectors();
@@ -122,25 +126,41 @@ namespace DWSIM.FlowsheetBase
             if (ms != null) ms.AddCompounds(_selected.Values);
             _objects.Add(name, obj);
             _graphics.Add(name, go);
+            index.Added(obj, go);
             return obj;
         }
 
-        // DWSIM increments every run of digits while the tag is taken (F-09 -> F-10). A taken
-        // tag without digits would loop forever there; here it is refused.
+        // DWSIM adds 1 to every run of digits while the tag is taken (F-09 -> F-10, S-99 ->
+        // S-100), case-sensitively. A taken tag without digits would loop forever there; here it
+        // is refused. A run too large for Int32 overflows, as in DWSIM.
         public string CheckTag(string tag)
         {
-            while (_graphics.Values.Any(g => g.Tag == tag))
+            var index = Tags();
+            while (index.Has(tag))
             {
-                if (!tag.Any(char.IsDigit))
-                    throw new ArgumentException("The tag '" + tag + "' is already in use and has no digits to increment; choose a unique tag.");
-                tag = Regex.Replace(tag, @"\d+", m => (decimal.Parse(m.Value) + 1).ToString().PadLeft(m.Value.Length, '0'));
+                if (!Digits.IsMatch(tag))
+                    throw new ArgumentException("The tag '" + tag + "' is already in use and has no digits to increment: DWSIM would hang here; choose a unique tag.");
+                tag = Digits.Replace(tag, m => checked(int.Parse(m.Value, CultureInfo.InvariantCulture) + 1)
+                    .ToString(CultureInfo.InvariantCulture).PadLeft(m.Value.Length, '0'));
             }
             return tag;
         }
 
+        private static readonly Regex Digits = new Regex("[0-9]+");
+
         public ISimulationObject GetFlowsheetSimulationObject(string tag)
         {
             return _objects.Values.FirstOrDefault(o => o.GraphicObject != null && o.GraphicObject.Tag == tag);
+        }
+
+        private TagIndex _tagIndex;
+
+        // The index, rebuilt when objects came or went other than through AddObject (a load
+        // fills the dictionaries directly).
+        private TagIndex Tags()
+        {
+            if (_tagIndex == null || !_tagIndex.Matches(_objects, _graphics)) _tagIndex = new TagIndex(_objects, _graphics);
+            return _tagIndex;
         }
     }
 }

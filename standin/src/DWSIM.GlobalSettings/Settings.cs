@@ -15,14 +15,5 @@ namespace DWSIM.GlobalSettings
         public static string CultureInfo = "en";
         public static bool LockModelParameters = false;
         public static bool EnableParallelProcessing = false;
-
-        // Stand-in recycle solver: a tear stream has converged when every component molar flow
-        // moved by less than RecycleTolerance times the stream's total flow and its temperature
-        // by less than RecycleTemperatureTolerance (K) between two passes.
-        public static double RecycleTolerance = 1e-9;
-        public static double RecycleTemperatureTolerance = 1e-4;
-        public static int RecycleMaxIterations = 500;
-        // Bounded Wegstein acceleration of tear streams (q in [-5, 0]); false = plain substitution.
-        public static bool RecycleAcceleration = true;
     }
 }

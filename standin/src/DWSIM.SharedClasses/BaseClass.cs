@@ -40,6 +40,10 @@ namespace DWSIM.SharedClasses.UnitOperations
             set { _pp = value; }
         }
 
+        // Objects that produce something from nothing (DWSIM's clean-energy units) are end
+        // points of the calculation order, like product streams.
+        public virtual bool IsSource { get { return false; } }
+
         public abstract void Calculate(object args = null);
 
         public void Solve() { Calculate(); }

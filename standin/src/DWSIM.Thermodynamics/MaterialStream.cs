@@ -132,10 +132,12 @@ namespace DWSIM.Thermodynamics.Streams
             get { return GraphicObject != null && GraphicObject.InputConnectors.Count > 0 && GraphicObject.InputConnectors[0].IsAttached; }
         }
 
-        // A stream fed by a unit was written by that unit; only feeds are flashed here.
+        // A stream fed by a unit was written by that unit; only feeds are flashed here. A
+        // Recycle's outlet (the tear stream) is flashed from what it holds: the Recycle's copy
+        // of its inlet, or, on the first pass, its own values.
         public override void Calculate(object args = null)
         {
-            if (HasUpstream) return;
+            if (HasUpstream && GraphicObject.InputConnectors[0].AttachedConnector.AttachedFrom.ObjectType != Interfaces.Enums.GraphicObjects.ObjectType.OT_Recycle) return;
             CalculateAsFeed();
         }
 

@@ -7,6 +7,7 @@ using System.Xml.Linq;
 using DWSIM.Interfaces;
 using DWSIM.SharedClasses.UnitOperations;
 using DWSIM.Thermodynamics.Streams;
+using DWSIM.UnitOperations.SpecialOps;
 using DWSIM.UnitOperations.UnitOperations;
 using DWSIM.UnitOperations.UnitOperations.Auxiliary;
 
@@ -99,6 +100,8 @@ namespace DWSIM.FlowsheetBase.Files
             if (sp != null) ReadRatios(sp, o, context);
             var cs = obj as ComponentSeparator;
             if (cs != null) ReadSeparationSpecs(cs, o, context);
+            var rc = obj as Recycle;
+            if (rc != null) ReadRecycle(rc, o, context);
             if (!(obj is UnmodelledUnitOperation))
                 Origins.Remember(obj, Trimmed(o, FlowsheetWriter.Owned(obj.GetType(), FlowsheetWriter.ObjectSpecials)));
             return obj;
@@ -168,6 +171,36 @@ namespace DWSIM.FlowsheetBase.Files
             sp.Ratios.Clear();
             foreach (var r in ratios) sp.Ratios.Add(r);
             while (sp.Ratios.Count < 3) sp.Ratios.Add(0.0);
+        }
+
+        // Missing parts keep the Recycle's defaults; the convergence history is not read.
+        private void ReadRecycle(Recycle rc, XElement o, string context)
+        {
+            foreach (var d in new[] { Tuple.Create("Errors", rc.Errors), Tuple.Create("Values", rc.Values) })
+            {
+                var list = o.Element(d.Item1);
+                if (list == null) continue;
+                foreach (var item in list.Elements("Item"))
+                {
+                    string key = (string)item.Attribute("Key");
+                    if (string.IsNullOrEmpty(key)) throw Error(context + ": an item of <" + d.Item1 + "> has no Key");
+                    d.Item2[key] = Number((string)item.Attribute("Value") ?? "", context + ": " + d.Item1 + " '" + key + "'");
+                }
+            }
+            var cp = o.Element("ConvergenceParameters");
+            if (cp != null)
+                Members.Read(cp, rc.ConvergenceParameters, Members.Readable(rc.ConvergenceParameters.GetType(), new string[0]), context + ", ConvergenceParameters", _notes);
+            var w = o.Element("WegPars");
+            if (w != null)
+            {
+                Func<string, double, double> attr = (name, dflt) =>
+                    w.Attribute(name) == null ? dflt : Number(w.Attribute(name).Value, context + ": WegPars " + name);
+                var p = rc.WegsteinParameters;
+                p.AccelDelay = (int)attr("AccelDelay", p.AccelDelay);
+                p.AccelFreq = (int)attr("AccelFreq", p.AccelFreq);
+                p.Qmax = attr("Qmax", p.Qmax);
+                p.Qmin = attr("Qmin", p.Qmin);
+            }
         }
 
         private void ReadSeparationSpecs(ComponentSeparator cs, XElement o, string context)

@@ -13,6 +13,7 @@ using DWSIM.Interfaces.Enums.GraphicObjects;
 using DWSIM.SharedClasses.UnitOperations;
 using DWSIM.Thermodynamics.PropertyPackages;
 using DWSIM.Thermodynamics.Streams;
+using DWSIM.UnitOperations.SpecialOps;
 using DWSIM.UnitOperations.Streams;
 using DWSIM.UnitOperations.UnitOperations;
 
@@ -159,10 +160,26 @@ namespace DWSIM.FlowsheetBase.Files
                         new XAttribute("SpecUnit", kv.Value.SpecUnit ?? ""),
                         new XAttribute("SpecValue", XmlValues.Double(kv.Value.SpecValue))))));
                 }
+                var rc = obj as Recycle;
+                if (rc != null) WriteRecycle(el, rc);
                 el.Add(new XElement("PropertyPackage", PackageId(obj.PropertyPackage)));
             }
             Merge(el, Origins.Element(obj), Owned(obj.GetType(), ObjectSpecials));
             return el;
+        }
+
+        // The Recycle's dictionaries and helper objects, in the forms DWSIM writes them.
+        private static void WriteRecycle(XElement el, Recycle rc)
+        {
+            Func<string, Dictionary<string, double>, XElement> items = (name, d) => new XElement(name,
+                d.Select(kv => new XElement("Item", new XAttribute("Key", kv.Key), new XAttribute("Value", XmlValues.Double(kv.Value)))));
+            el.Add(items("Errors", rc.Errors), items("Values", rc.Values));
+            var cp = new XElement("ConvergenceParameters", new XElement("Type", rc.ConvergenceParameters.GetType().FullName));
+            Members.Write(cp, rc.ConvergenceParameters);
+            el.Add(cp, new XElement("ConvergenceHistory", new XElement("Type", rc.ConvergenceHistory.GetType().FullName)));
+            var w = rc.WegsteinParameters;
+            el.Add(new XElement("WegPars", new XAttribute("AccelDelay", w.AccelDelay), new XAttribute("AccelFreq", w.AccelFreq),
+                                new XAttribute("Qmax", XmlValues.Double(w.Qmax)), new XAttribute("Qmin", XmlValues.Double(w.Qmin))));
         }
 
         // Eight phases, each with one entry per compound in the flowsheet's order.

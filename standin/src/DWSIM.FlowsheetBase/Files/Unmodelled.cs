@@ -23,6 +23,17 @@ namespace DWSIM.FlowsheetBase.Files
 
         public string FileTypeName { get { return SourceElement != null ? (string)SourceElement.Element("Type") : GetType().FullName; } }
 
+        // As the file says: the solver starts its order from sources.
+        public override bool IsSource
+        {
+            get
+            {
+                bool b;
+                var e = SourceElement != null ? SourceElement.Element("IsSource") : null;
+                return e != null && XmlValues.TryBool(e.Value, out b) && b;
+            }
+        }
+
         public override string[] GetCalculationModes() { return new string[0]; }
         public override void SetCalculationMode(int mode) { }
 
