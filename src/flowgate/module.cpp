@@ -77,7 +77,7 @@ const Function FUNCTIONS[] = {
      "(A12 + B12 T + C12 T^2)\n"
      "    / (R T) in cal/mol), kij of the cubic equations of state",
      [](const Args& a) -> py::object {
-         set_parameters(a[0], a[1], a[2], a[3]);
+         set_parameters(a[0], a[1], a[2], a[3]);  // its notes go to build's list
          return py::none();
      }},
     {{"build", {"fs", "a", "m"}, 3, 1},

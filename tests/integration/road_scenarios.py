@@ -56,11 +56,10 @@ def plant(components=C):
 
 
 def solve_plant():
-    """solve_dwsim over the plant; the log and the stand-in's recycle tolerance."""
+    """solve_dwsim over the plant, and the log."""
     records = _records()
     r = fg.solve_dwsim(plant())
-    from DWSIM.GlobalSettings import Settings
-    return dict(r=r, log=records, tolerance=Settings.RecycleTolerance)
+    return dict(r=r, log=records)
 
 
 def missing_compounds(components):

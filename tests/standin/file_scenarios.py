@@ -13,7 +13,8 @@ PARTS = [("fd", "MaterialStream", "feed"), ("mix", "Mixer", "MIX-1"), ("s1", "Ma
          ("cl", "Cooler", "CL-1"), ("q2", "EnergyStream", "Q cooler"), ("s3", "MaterialStream", "s3"),
          ("v", "Vessel", "V-1"), ("q3", "EnergyStream", "Q vessel"), ("vap", "MaterialStream", "vapour"),
          ("liq", "MaterialStream", "liquid"), ("pu", "Pump", "PUMP-1"), ("q4", "EnergyStream", "W pump"),
-         ("s4", "MaterialStream", "s4"), ("sp", "Splitter", "SPL-1"), ("rec", "MaterialStream", "recycle"),
+         ("s4", "MaterialStream", "s4"), ("sp", "Splitter", "SPL-1"), ("rin", "MaterialStream", "recycle in"),
+         ("rc", "OT_Recycle", "REC-1"), ("rec", "MaterialStream", "recycle"),
          ("s5", "MaterialStream", "s5"), ("cs", "ComponentSeparator", "CS-1"), ("q5", "EnergyStream", "Q separator"),
          ("top", "MaterialStream", "top"), ("bot", "MaterialStream", "bottom"), ("co", "Compressor", "C-1"),
          ("q6", "EnergyStream", "W compressor"), ("s6", "MaterialStream", "s6"), ("va", "Valve", "VALVE-1"),
@@ -23,7 +24,7 @@ PARTS = [("fd", "MaterialStream", "feed"), ("mix", "Mixer", "MIX-1"), ("s1", "Ma
 def plant():
     """Every unit class; an energy stream on each unit that has one; the feed enters the
     mixer on port 2 with ports 0 and 1 open; the splitter's second outlet goes back to the
-    mixer (port 4); the compressor on a package of its own; edited NRTL and kij values."""
+    mixer (port 4) through a Recycle; the compressor on a package of its own; edited NRTL and kij values."""
     import DWSIM.Thermodynamics.PropertyPackages.Auxiliary as AUX
     s = Sheet()
     nrtl = s.setup("NRTL", "Water", "Ethanol", "Methanol")
@@ -35,7 +36,8 @@ def plant():
     s.connect(o["v"], o["liq"], 1)
     s.chain(o["liq"], o["pu"], o["s4"], o["sp"])
     s.connect(o["sp"], o["s5"], 0)
-    s.connect(o["sp"], o["rec"], 1)
+    s.connect(o["sp"], o["rin"], 1)
+    s.chain(o["rin"], o["rc"], o["rec"])
     s.connect(o["rec"], o["mix"], -1, 4)
     s.chain(o["s5"], o["cs"], o["top"])
     s.connect(o["cs"], o["bot"], 1)
@@ -50,6 +52,10 @@ def plant():
     s.configure(o["pu"], CalcMode=U.Pump.CalculationMode.OutletPressure, Pout=400000.0, Eficiencia=70.0)
     s.configure(o["co"], POut=300000.0, AdiabaticEfficiency=72.0)
     s.configure(o["va"], CalcMode=U.Valve.CalculationMode.OutletPressure, OutletPressure=120000.0)
+    # a loop solved to DWSIM's default tolerance ends where its start leaves it
+    rc = s.configure(o["rc"], MaximumIterations=500)
+    rc.ConvergenceParameters.VazaoMassica = 1e-10
+    rc.ConvergenceParameters.Temperatura = 1e-6
     ratios = o["sp"].GetAsObject().Ratios
     ratios[0], ratios[1] = 0.7, 0.3
     k = s.configure(o["cs"], SpecifiedStreamIndex=1)

@@ -23,7 +23,8 @@ CLASSES = {"MaterialStream": ("DWSIM.Thermodynamics.Streams", "MaterialStream", 
            "ComponentSeparator": (_UO, "ComponentSeparator", "CS-", "CS-1"), "Heater": (_UO, "Heater", "AQ-", "HT-1"),
            "Cooler": (_UO, "Cooler", "RESF-", "CL-1"), "Vessel": (_UO, "Vessel", "SEP-", "V-1"),
            "Pump": (_UO, "Pump", "BB-", "PUMP-1"), "Compressor": (_UO, "Compressor", "COMP-", "C-1"),
-           "Valve": (_UO, "Valve", "VALV-", "VALVE-1")}
+           "Valve": (_UO, "Valve", "VALV-", "VALVE-1"),
+           "Recycle": ("DWSIM.UnitOperations.SpecialOps", "OT_Recycle", "REC-", "R-1")}
 
 
 @cache

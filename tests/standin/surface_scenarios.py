@@ -50,10 +50,10 @@ def made(defaults):
     out = dict(fs=[type(fs).__name__, fs.__implementation__.GetType().Name],
                pp=[type(pp).__name__, hasattr(pp, "ComponentName"), pp.__implementation__.ComponentName, pp.Tag,
                    pp.UniqueID, list(fs.PropertyPackages.Keys), bool(pp.__implementation__.AreModelParametersDirty)],
-               unknown=raises(lambda: s.add("OT_Recycle")), objects={})
+               unknown=raises(lambda: s.add("RCT_Conversion")), objects={})
     objs = {}
     for t in CLASSES:
-        o = s.add(t)
+        o = s.add(CLASSES[t][1])
         g, objs[t] = o.GraphicObject, o.GetAsObject()
         got = out["objects"][t] = dict(
             seen=[type(o).__name__, hasattr(o, "CalcMode"), objs[t].GetType().FullName,

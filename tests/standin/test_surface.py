@@ -8,7 +8,7 @@ from sheet import CLASSES
 PORTS = {"MaterialStream": (1, 0, 1, False), "EnergyStream": (1, 0, 1, False), "Mixer": (6, 0, 1, False),
          "Splitter": (1, 0, 3, False), "ComponentSeparator": (1, 0, 2, True), "Heater": (1, 1, 1, True),
          "Cooler": (1, 1, 1, True), "Vessel": (6, 1, 3, False), "Pump": (1, 1, 1, False),
-         "Compressor": (1, 1, 1, False), "Valve": (1, 0, 1, False)}
+         "Compressor": (1, 1, 1, False), "Valve": (1, 0, 1, False), "Recycle": (1, 0, 1, False)}
 MODES = ("Heater", "Cooler", "Pump", "Compressor", "Valve")
 DEFAULTS = {  # None is an unset nullable; "absent" a member the class does not have
     ("Heater", "CalcMode"): "HeatAdded", ("Heater", "DeltaQ"): None, ("Heater", "Eficiencia"): 100.0,

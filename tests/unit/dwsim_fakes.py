@@ -351,7 +351,7 @@ class NrtlRecord(Record):
 
 class PrRecord(Record):
     """PR_IPData, also SRK's."""
-    FIELDS = dict(ID1=-1, ID2=-1, kij=0.0, comment="")
+    FIELDS = dict(ID1=-1, ID2=-1, Name1="", Name2="", kij=0.0, comment="")
 
 
 class InnerTable(Keyed):

@@ -7,6 +7,7 @@ import pytest
 from dwsim_fakes import DoubleArray, block, dwsim, feed, flowsheet, host  # noqa: F401  (fixtures)
 
 ELEC = "the electrolyte chemistry is not exported"
+OWN = "property method %s: Kelvane's binary parameters are not transferred (DWSIM uses its own)"
 
 
 def test_road_and_notes_in_order(flowgate, dwsim):
@@ -24,8 +25,9 @@ def test_road_and_notes_in_order(flowgate, dwsim):
 @pytest.mark.parametrize("method, more, package, notes", [
     ("IDEAL", {}, "Raoult's Law", []),
     ("NRTL", {}, "NRTL", []),
-    ("WILSON", {"pp": {"elec": 0}}, "Wilson", [ELEC]),                 # any elec but None
-    ("UNIQUAC", {"reactions": {"a": {"type": "EQUIL"}, "b": {"type": "chemistry"}}}, "UNIQUAC", [ELEC]),
+    # the methods whose parameters do not go over are named; any elec but None is electrolytes
+    ("WILSON", {"pp": {"elec": 0}}, "Wilson", [OWN % "WILSON", ELEC]),
+    ("UNIQUAC", {"reactions": {"a": {"type": "EQUIL"}, "b": {"type": "chemistry"}}}, "UNIQUAC", [OWN % "UNIQUAC", ELEC]),
     ("PENG-ROB", {"reactions": {"a": {}, "b": {"type": None}}}, "Peng-Robinson (PR)", []),
     ("RK-SOAVE", {"reactions": None}, "Soave-Redlich-Kwong (SRK)", []),
     ("NRTL", {"components": ["WATER", "ETHANOL"]}, "NRTL",      # and no pp.nrtl

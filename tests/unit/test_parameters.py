@@ -6,7 +6,7 @@ from types import SimpleNamespace as NS
 import numpy as np
 import pytest
 
-from dwsim_fakes import InnerTable, NrtlRecord, cubic_package, host, nrtl_package  # noqa: F401
+from dwsim_fakes import InnerTable, NrtlRecord, PrRecord, cubic_package, host, nrtl_package  # noqa: F401
 
 R = 1.98721
 NAMES = {"W": "Water", "E": "Ethanol", "M": "Methanol"}
@@ -36,14 +36,14 @@ REVERSED = dict(ID1="Ethanol", ID2="Water", A12=40.0 * R, A21=100.0 * R, B12=-0.
 
 
 @pytest.mark.parametrize("stored, written", [
-    ([("Water", "Ethanol")], FORWARD),
-    ([("Ethanol", "Water")], REVERSED),                          # stored the other way round: (p, q) = (j, i)
-    ([("Water", "Ethanol"), ("Ethanol", "Water")], REVERSED),    # the reversed record wins, the other stays
+    ([("Water", "Ethanol")], [FORWARD]),
+    ([("Ethanol", "Water")], [REVERSED]),                        # stored the other way round: (p, q) = (j, i)
+    # DWSIM reads each order for its own row: both records get the host's pair, each in its orientation
+    ([("Water", "Ethanol"), ("Ethanol", "Water")], [FORWARD, REVERSED]),
 ])
 def test_change_of_form_units_and_orientation(flowgate, host, stored, written):
     ip = set_nrtl(flowgate, stored, A01=0.5, A10=-0.25, B01=100.0, B10=40.0, C01=0.3, C10=0.9, F01=0.01, F10=0.02)
-    assert vars(ip[written["ID1"]][written["ID2"]]) == written
-    assert all(ip[a][b].ID1 == "?" for a, b in stored if a != written["ID1"])
+    assert [vars(ip[w["ID1"]][w["ID2"]]) for w in written] == written
     assert host.log.lines == []
 
 
@@ -77,21 +77,27 @@ def test_which_pairs_are_written_and_warned(flowgate, host, cells, written, warn
 
 @pytest.mark.parametrize("method", ["PENG-ROB", "RK-SOAVE"])
 @pytest.mark.parametrize("terms, stored, expected, warnings", [
-    ([0.1], [("Water", "Ethanol"), ("Ethanol", "Water")], {("Water", "Ethanol"): 0.1}, []),
+    # every record of the pair, in both orders
+    ([0.1], [("Water", "Ethanol"), ("Ethanol", "Water")], {("Water", "Ethanol"): 0.1, ("Ethanol", "Water"): 0.1}, []),
     ([0.1], [("Ethanol", "Water")], {("Ethanol", "Water"): 0.1}, []),
     ([0.0, 1e-3], [("Water", "Ethanol")], {("Water", "Ethanol"): 0.0}, ["the temperature terms are left out"]),
     ([0.1, 0.0], [("Water", "Ethanol")], {("Water", "Ethanol"): 0.1}, []),
+    # a pair DWSIM lacks gets a record of the table's type, under a new inner table
+    ([0.1], [("Methane", "Water")], {("Water", "Ethanol"): 0.1}, []),
     ([0.1, 2.0], [], {}, ["the temperature terms are left out", "not set (DWSIM has no entry)"]),
     ([0.0, 0.0], [("Water", "Ethanol")], {}, []),
 ])
 def test_kij(flowgate, host, method, terms, stored, expected, warnings):
-    pkg = cubic_package({pair: NS(kij=-1.0) for pair in stored})
+    pkg = cubic_package({pair: PrRecord(kij=-1.0) for pair in stored})
+    pkg.AreModelParametersDirty = False
     kij = np.zeros((len(terms), 2, 2))
     kij[:, 0, 1], kij[:, 1, 0] = terms, 0.5         # [1, 0] is never read
     flowgate._set_parameters(pkg, NS(components=["W", "E"], kij=kij), NAMES, method)
     ip = pkg.m_pr.InteractionParameters
     got = {(a, b): ip[a][b].kij for a in ip.Keys for b in ip[a].Keys if ip[a][b].kij != -1.0}
     assert got == expected and all(type(v) is float for v in got.values())
+    assert all((ip[a][b].Name1, ip[a][b].Name2) == ("Water", "Ethanol") for a, b in expected if (a, b) not in stored)
+    assert pkg.AreModelParametersDirty is bool(expected)   # DWSIM builds its kij matrix anew
     assert host.log.lines == [("warning", "DWSIM kij %s-%s: " + w, "W", "E") for w in warnings]
 
 

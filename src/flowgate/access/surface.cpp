@@ -21,7 +21,7 @@ const Name GraphicObject{"GraphicObject"}, Tag{"Tag"}, X{"X"}, Y{"Y"}, InputConn
     AttachedConnector{"AttachedConnector"}, AttachedFrom{"AttachedFrom"}, AttachedTo{"AttachedTo"};
 const Name m_uni{"m_uni"}, m_pr{"m_pr"}, InteractionParameters{"InteractionParameters"};
 const Name ID1{"ID1"}, ID2{"ID2"}, A12{"A12"}, A21{"A21"}, B12{"B12"}, B21{"B21"}, C12{"C12"}, C21{"C21"},
-    alpha12{"alpha12"}, kij{"kij"};
+    alpha12{"alpha12"}, kij{"kij"}, Name1{"Name1"}, Name2{"Name2"}, AreModelParametersDirty{"AreModelParametersDirty"};
 const Name SetTemperature{"SetTemperature"}, SetPressure{"SetPressure"}, SetMolarFlow{"SetMolarFlow"},
     SetOverallComposition{"SetOverallComposition"}, GetTemperature{"GetTemperature"},
     GetPressure{"GetPressure"}, GetMolarFlow{"GetMolarFlow"}, GetOverallComposition{"GetOverallComposition"},
@@ -33,6 +33,8 @@ const Name OverrideT{"OverrideT"}, OverrideP{"OverrideP"}, FlashTemperature{"Fla
 const Name Ratios{"Ratios"}, ComponentSepSpecs{"ComponentSepSpecs"}, SpecValue{"SpecValue"},
     SpecifiedStreamIndex{"SpecifiedStreamIndex"}, PercentInletMolarFlow{"PercentInletMolarFlow"};
 const Name Heater{"Heater"}, Efficiency{"Efficiency"}, AdiabaticEfficiency{"AdiabaticEfficiency"};
+const Name Molar_Weight{"Molar_Weight"}, ConvergenceParameters{"ConvergenceParameters"}, VazaoMassica{"VazaoMassica"},
+    Temperatura{"Temperatura"}, MaximumIterations{"MaximumIterations"};
 
 constexpr int VAPOUR = 2;  // phase 2 of a stream is its vapour
 
@@ -43,6 +45,7 @@ py::object collection(py::handle keyed, const Name& which) { return attr(keyed, 
 }  // namespace
 
 const Name MATERIAL_STREAM{"MaterialStream"}, ENERGY_STREAM{"EnergyStream"};
+const Name RECYCLE{"OT_Recycle"};
 const char* const MATERIAL_STREAM_CLASS = "MaterialStream";
 const char* const ENERGY_STREAM_CLASS = "EnergyStream";
 
@@ -75,6 +78,8 @@ py::object available_compounds(py::handle sim) { return attr(sim, AvailableCompo
 py::object selected_compounds(py::handle sim) { return attr(sim, SelectedCompounds); }
 
 py::object cas_number(py::handle compound) { return attr(compound, CAS_Number); }
+
+py::object molar_weight(py::handle compound) { return attr(compound, Molar_Weight); }
 
 void add_compound(py::handle sim, py::handle name) { call_method(sim, AddCompound, name); }
 
@@ -165,6 +170,15 @@ void set_nrtl(py::handle record, NrtlField field, py::handle value) {
 
 void set_kij(py::handle record, py::handle value) { set_attr(record, kij, value); }
 
+py::object new_kij_record(py::handle model, py::handle name1, py::handle name2) {
+    py::object record = py::type::handle_of(model)();
+    set_attr(record, Name1, name1);
+    set_attr(record, Name2, name2);
+    return record;
+}
+
+void parameters_changed(py::handle pkg) { set_attr(pkg, AreModelParametersDirty, py::bool_(true)); }
+
 py::object double_array_type() {
     py::object array = import_from("System", "Array");
     py::object dbl = import_from("System", "Double");
@@ -244,6 +258,17 @@ void set_efficiency(py::handle unit, const PressureUnit& kind, py::handle percen
 py::object outlet_pressure(py::handle unit, const PressureUnit& kind) { return attr(unit, kind.outlet); }
 
 py::object efficiency(py::handle unit, const PressureUnit& kind) { return attr(unit, *kind.efficiency); }
+
+// Set on the object read and written back: right whether DWSIM holds the
+// parameters as a class or as a structure.
+void set_recycle_tolerances(py::handle recycle, py::handle kg_per_s, py::handle kelvin) {
+    py::object parameters = attr(recycle, ConvergenceParameters);
+    set_attr(parameters, VazaoMassica, kg_per_s);
+    set_attr(parameters, Temperatura, kelvin);
+    set_attr(recycle, ConvergenceParameters, parameters);
+}
+
+void set_recycle_iterations(py::handle recycle, py::handle passes) { set_attr(recycle, MaximumIterations, passes); }
 
 void clear_ratios(py::handle splitter) { call_method(attr(splitter, Ratios), Clear); }
 

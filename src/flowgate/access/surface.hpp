@@ -32,6 +32,9 @@ py::object selected_compounds(py::handle sim);
 // The CAS number of a compound object, as DWSIM holds it (not stripped).
 py::object cas_number(py::handle compound);
 
+// Its molar mass, kg/kmol.
+py::object molar_weight(py::handle compound);
+
 void add_compound(py::handle sim, py::handle name);
 
 // The concrete property package that the flowsheet created under `name`.
@@ -113,7 +116,14 @@ void set_nrtl_names(py::handle record, py::handle id1, py::handle id2);
 enum class NrtlField { A12, A21, B12, B21, C12, C21, alpha12 };
 void set_nrtl(py::handle record, NrtlField field, py::handle value);
 
+// A cubic record: its constant kij, and a new one of the same type for two
+// compound names.
 void set_kij(py::handle record, py::handle kij);
+py::object new_kij_record(py::handle model, py::handle name1, py::handle name2);
+
+// Marks a cubic package's parameters as changed, so that DWSIM does not
+// calculate with a kij matrix it built before.
+void parameters_changed(py::handle pkg);
 
 // Material streams.
 
@@ -185,6 +195,13 @@ void set_outlet_pressure(py::handle unit, const PressureUnit& kind, py::handle p
 void set_efficiency(py::handle unit, const PressureUnit& kind, py::handle percent);
 py::object outlet_pressure(py::handle unit, const PressureUnit& kind);
 py::object efficiency(py::handle unit, const PressureUnit& kind);
+
+// Recycle: the block that cuts a loop, with the tolerances of its
+// convergence test (kg/s of the component mass flows, K) and its limit of
+// solver passes.
+extern const Name RECYCLE;
+void set_recycle_tolerances(py::handle recycle, py::handle kg_per_s, py::handle kelvin);
+void set_recycle_iterations(py::handle recycle, py::handle passes);
 
 // Splitter: the ratios of its outlets, in port order.
 void clear_ratios(py::handle splitter);

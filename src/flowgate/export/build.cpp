@@ -4,6 +4,7 @@
 #include "compounds/compounds.hpp"
 #include "export/parameters.hpp"
 #include "export/pressures.hpp"
+#include "export/tears.hpp"
 #include "frame/errors.hpp"
 #include "frame/process.hpp"
 #include "frame/tables.hpp"
@@ -14,8 +15,22 @@ namespace {
 
 constexpr double ATMOSPHERE = 101325.0;  // Pa, for a block that no feed reaches
 
+// A Recycle converges when its inlet and outlet differ by less than these;
+// DWSIM's defaults (0.01 kg/s, 0.1 K, 50 passes) leave a loop of a few mol/s
+// open by several per cent.
+constexpr double RECYCLE_MASS_TOLERANCE = 1e-6;  // of the feeds' mass flow
+constexpr double RECYCLE_TEMPERATURE_TOLERANCE = 1e-3;  // K
+constexpr int RECYCLE_PASSES = 500;
+
 const Name PP{"pp"}, COMPONENTS{"components"}, PORTS{"ports"}, FEEDS{"feeds"}, BLOCKS{"blocks"}, ITEMS{"items"},
-    VALUES{"values"};
+    VALUES{"values"}, SPEC{"spec"}, KIND{"kind"}, T_{"T"}, P_{"P"}, FLOWS{"flows"};
+
+// One block of fs.blocks as the walk reads it.
+struct HostBlock {
+    py::object name, block, kind;
+    py::object ins, outs;
+    const Kind* row;  // nullptr for a kind DWSIM does not take
+};
 
 // The property package named by METHODS, or DWSIM's NRTL with a note, with
 // the host's binary parameters as far as they go.
@@ -29,8 +44,10 @@ void add_package(Sheet& s) {
         s.note("property method %s: NRTL of DWSIM", method);
     }
     py::object pkg = dwsim::add_property_package(s.sim, dw);
-    py::object failure = exception_of([&] { set_parameters(pkg, attr(s.fs, PP), s.names, method); });
+    py::list transfer_notes;
+    py::object failure = exception_of([&] { transfer_notes = set_parameters(pkg, attr(s.fs, PP), s.names, method); });
     if (!failure.is_none()) s.note("binary parameters not transferred (%s)", failure);
+    for (py::handle n : transfer_notes) s.notes.append(n);
 }
 
 bool has_electrolytes(py::handle fs) {
@@ -45,11 +62,10 @@ bool has_electrolytes(py::handle fs) {
     return false;
 }
 
-// Every stream named at a port or as a feed, in sorted order, as DWSIM
-// material streams.
-void add_streams(Sheet& s) {
+// Every stream named at a port or as a feed, in sorted order.
+py::list stream_names(py::handle fs) {
     py::set streams;
-    py::object ports = call_method(attr(s.fs, PORTS), VALUES);
+    py::object ports = call_method(attr(fs, PORTS), VALUES);
     for (py::handle pair : ports) {
         auto [ins, outs] = unpack2(pair);
         py::object both = steal_or_throw(PyNumber_Add(ins.ptr(), outs.ptr()));
@@ -57,21 +73,49 @@ void add_streams(Sheet& s) {
             if (truthy(name)) streams.add(name);
         }
     }
-    py::object feeds = attr(s.fs, FEEDS);
+    py::object feeds = attr(fs, FEEDS);
     for (py::handle n : feeds) streams.add(n);
+    return builtin("sorted")(streams);
+}
 
-    py::object type = dwsim::object_type(s.at.ObjectType, dwsim::MATERIAL_STREAM);
+std::vector<HostBlock> host_blocks(py::handle fs) {
+    py::object ports = attr(fs, PORTS);
+    py::object blocks = call_method(attr(fs, BLOCKS), ITEMS);
+    std::vector<HostBlock> found;
+    for (py::handle entry : blocks) {
+        auto [name, block] = unpack2(entry);
+        auto [ins, outs] = unpack2(item(ports, name));
+        py::object kind = attr(block, KIND);
+        found.push_back({name, block, kind, ins, outs, find_kind(kind)});
+    }
+    return found;
+}
+
+// Every tag the translation will give, so that no two objects share one and
+// a helper's tag can be made that nothing else bears.
+void reserve_tags(Sheet& s, const py::list& streams, const std::vector<HostBlock>& blocks) {
+    for (py::handle name : streams) s.reserve(name, py::str("stream {!r}").format(name));
+    for (const HostBlock& b : blocks) {
+        if (b.row == nullptr) continue;
+        py::str what = py::str("block {!r}").format(b.name);
+        s.reserve(b.name, what);
+        for (const Affix& a : b.row->helpers) s.reserve(py::str(a.prefix) + b.name + py::str(a.suffix), what);
+    }
+}
+
+void add_streams(Sheet& s, const py::list& streams) {
     py::ssize_t k = 0;
-    for (py::handle name : builtin("sorted")(streams)) {
+    for (py::handle name : streams) {
         auto [x, y] = s.xy(name, k++);
-        s.obj[name] = dwsim::add_object(s.sim, type, x, y, name);
+        s.obj[name] = s.add(dwsim::MATERIAL_STREAM, x, y, name);
+        s.places[name] = py::make_tuple(x, y);
     }
 }
 
 // A feed's state; its vapour fraction has no place in DWSIM, where the
 // stream is given a temperature instead.
 void set_feed(Sheet& s, py::handle n, py::handle feed) {
-    static const Name T_{"T"}, P_{"P"}, FLOWS{"flows"}, VFRAC{"vfrac"}, NP{"np"}, SUM{"sum"};
+    static const Name VFRAC{"vfrac"}, NP{"np"}, SUM{"sum"};
     py::object o = item(s.obj, n);
     py::object T = attr(feed, T_);
     dwsim::set_temperature(o, T.is_none() ? py::float_(298.15) : to_float(T));
@@ -85,6 +129,102 @@ void set_feed(Sheet& s, py::handle n, py::handle feed) {
     if (T.is_none() && !attr_or(feed, VFRAC).is_none()) {
         s.note("feed %s: vapor fraction given, its temperature is solved by Kelvane", n);
     }
+}
+
+// What all feeds bring together: the start of every loop's tear stream and
+// the scale of its Recycle's tolerance.
+struct FeedTotal {
+    std::vector<double> flows;  // kmol/s by component
+    double T = 0.0, P = 0.0;    // flow-weighted, K; lowest, Pa
+    double mass = 0.0;          // kg/s
+};
+
+FeedTotal feed_total(const Sheet& s) {
+    FeedTotal total;
+    total.flows.assign(py::len(s.comps), 0.0);
+    double flow = 0.0, weighted = 0.0;
+    py::object feeds = call_method(attr(s.fs, FEEDS), ITEMS);
+    for (py::handle entry : feeds) {
+        auto [n, feed] = unpack2(entry);
+        py::object T = attr(feed, T_);
+        const double p = as_double(attr(feed, P_));
+        total.P = total.P > 0.0 ? std::min(total.P, p) : p;
+        double f_feed = 0.0;
+        std::size_t i = 0;
+        py::object flows = attr(feed, FLOWS);
+        for (py::handle f : flows) {
+            const double v = as_double(f);
+            if (i < total.flows.size()) total.flows[i++] += v;
+            f_feed += v;
+        }
+        flow += f_feed;
+        weighted += f_feed * (T.is_none() ? 298.15 : as_double(T));
+    }
+    total.T = flow > 0.0 ? weighted / flow : 298.15;
+    py::object selected = dwsim::selected_compounds(s.sim);
+    std::size_t i = 0;
+    for (py::handle c : s.comps) {
+        total.mass += total.flows[i++] * as_double(dwsim::molar_weight(item(selected, item(s.names, c))));
+    }
+    return total;
+}
+
+// The stream that leaves a Recycle starts from what the feeds bring, at the
+// pressure that the sweep found for it.
+void estimate(const Sheet& s, py::handle o, py::handle name, const FeedTotal& total) {
+    double flow = 0.0;
+    for (double f : total.flows) flow += f;
+    if (!(flow > 0.0)) return;
+    py::list x;
+    for (double f : total.flows) x.append(py::float_(f / flow));
+    py::object p = get(s.P, name);
+    dwsim::set_temperature(o, py::float_(total.T));
+    dwsim::set_pressure(o, p.is_none() ? py::float_(total.P) : to_float(p));
+    dwsim::set_molar_flow(o, py::float_(flow * 1000.0));
+    dwsim::set_overall_composition(o, s.doubles(x));
+}
+
+// Each tear stream leaves a Recycle block, which a stream tagged after it
+// feeds: the way a DWSIM user closes a loop, the host's name staying on the
+// stream that the loop's blocks read.
+void add_recycles(Sheet& s, const std::vector<py::object>& tears) {
+    if (tears.empty()) return;
+    static const Name FEEDS_{"feeds"};
+    const FeedTotal total = feed_total(s);
+    py::object feeds = attr(s.fs, FEEDS_);
+    for (const py::object& name : tears) {
+        py::str what = py::str("the Recycle of stream {!r}").format(name);
+        auto [x, y] = unpack2(item(s.places, name));
+        py::object up = y + py::int_(40);
+        py::object in = s.add(dwsim::MATERIAL_STREAM, x - py::int_(40), up, s.fresh(name + py::str("-IN"), what));
+        py::object recycle = s.add(dwsim::RECYCLE, x - py::int_(20), up, s.fresh(py::str("REC-") + name, what));
+        s.connect(in, recycle);
+        s.connect(recycle, item(s.obj, name));
+        s.into[name] = in;
+        if (total.mass > 0.0) {
+            dwsim::set_recycle_tolerances(recycle, py::float_(RECYCLE_MASS_TOLERANCE * total.mass),
+                                          py::float_(RECYCLE_TEMPERATURE_TOLERANCE));
+        }
+        dwsim::set_recycle_iterations(recycle, py::int_(RECYCLE_PASSES));
+        if (!contains(feeds, name)) estimate(s, item(s.obj, name), name, total);
+    }
+}
+
+// The streams at a block's ports, open ports left out.
+std::vector<py::object> named(py::handle ports) {
+    std::vector<py::object> names;
+    for (py::handle s : ports) {
+        if (truthy(s)) names.push_back(py::reinterpret_borrow<py::object>(s));
+    }
+    return names;
+}
+
+std::vector<py::object> loops_to_cut(const std::vector<HostBlock>& blocks) {
+    std::vector<Node> nodes;
+    for (const HostBlock& b : blocks) {
+        if (b.row != nullptr) nodes.push_back({b.name, named(b.ins), named(b.outs)});
+    }
+    return tear_streams(nodes);
 }
 
 // The lowest known pressure of the inlets, or one atmosphere.
@@ -104,23 +244,17 @@ py::object first_outlet_pressure(const Sheet& s, py::handle outs) {
 
 // Adds, connects and specifies a unit for each block of a translated kind,
 // in the order of fs.blocks; the others are named in one note.
-void translate_blocks(Sheet& s) {
-    static const Name SPEC{"spec"}, KIND{"kind"};
+void translate_blocks(Sheet& s, const std::vector<HostBlock>& blocks) {
     py::list skipped;
-    py::object ports = attr(s.fs, PORTS);
-    py::object blocks = call_method(attr(s.fs, BLOCKS), ITEMS);
     py::ssize_t k = 0;
-    for (py::handle entry : blocks) {
-        auto [name, block] = unpack2(entry);
-        auto [ins, outs] = unpack2(item(ports, name));
-        py::object sp = attr(block, SPEC);
-        py::object kind = attr(block, KIND);
-        if (const Kind* row = find_kind(kind)) {
-            auto [x, y] = s.xy(name, k);
-            row->translate(s, {name, sp, kind, ins, outs, x, y, lowest_inlet_pressure(s, ins),
-                               first_outlet_pressure(s, outs)});
+    for (const HostBlock& b : blocks) {
+        py::object sp = attr(b.block, SPEC);
+        if (b.row != nullptr) {
+            auto [x, y] = s.xy(b.name, k);
+            b.row->translate(s, {b.name, sp, b.kind, b.ins, b.outs, x, y, lowest_inlet_pressure(s, b.ins),
+                                 first_outlet_pressure(s, b.outs)});
         } else {
-            skipped.append(py::str(name) + py::str(" (") + py::str(kind) + py::str(")"));
+            skipped.append(py::str(b.name) + py::str(" (") + py::str(b.kind) + py::str(")"));
         }
         ++k;
     }
@@ -145,14 +279,18 @@ Built build(py::handle fs, const Automation& at) {
     s.pos = attr_or(fs, POSITIONS);
     if (!truthy(s.pos)) s.pos = py::dict();
     s.P = pressures(fs);
-    add_streams(s);
+    const py::list streams = stream_names(fs);
+    const std::vector<HostBlock> blocks = host_blocks(fs);
+    reserve_tags(s, streams, blocks);
+    add_streams(s, streams);
     s.comps = to_list(attr(attr(fs, PP), COMPONENTS));
     py::object feeds = call_method(attr(fs, FEEDS), ITEMS);
     for (py::handle entry : feeds) {
         auto [n, feed] = unpack2(entry);
         set_feed(s, n, feed);
     }
-    translate_blocks(s);
+    add_recycles(s, loops_to_cut(blocks));
+    translate_blocks(s, blocks);
     return {s.sim, s.obj, s.notes};
 }
 

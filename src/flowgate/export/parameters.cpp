@@ -50,7 +50,11 @@ bool any_exceeds(std::initializer_list<py::object> values, py::handle limit) {
     return false;
 }
 
-void warn(const char* message, const Pair& pair) { log().attr("warning")(message, pair.ci, pair.cj); }
+// What could not be carried over in full goes to the log and to the notes.
+void report(py::list& notes, const char* message, const Pair& pair) {
+    log().attr("warning")(message, pair.ci, pair.cj);
+    notes.append(steal_or_throw(PyUnicode_Format(py::str(message).ptr(), py::make_tuple(pair.ci, pair.cj).ptr())));
+}
 
 // Calls `visit` for each pair of `comps`, i before j, in component order.
 template <typename Visit>
@@ -76,15 +80,15 @@ bool holds(py::handle ip, py::handle x, py::handle y) {
     return dwsim::contains_key(ip, x) && dwsim::contains_key(item(ip, x), y);
 }
 
-// Makes the record ip[first][second] from the template, with a new inner
-// table of the existing tables' type when `first` has none.
-void add_record(py::handle ip, py::handle first, py::handle second, py::handle model) {
+// Puts `record` at ip[first][second], with a new inner table of the
+// existing tables' type when `first` has none.
+void add_record(py::handle ip, py::handle first, py::handle second, py::handle record) {
     if (!dwsim::contains_key(ip, first)) {
         py::object outer = dwsim::keys(ip);
         py::object some_key = py::reinterpret_borrow<py::object>(*outer.begin());
         dwsim::add_entry(ip, first, dwsim::new_table_like(item(ip, some_key)));
     }
-    dwsim::add_entry(item(ip, first), second, dwsim::clone(model));
+    dwsim::add_entry(item(ip, first), second, record);
 }
 
 // Fields are written one by one: a failure leaves those before it written.
@@ -100,7 +104,10 @@ void write_nrtl(py::handle record, py::handle first, py::handle second, const py
     }
 }
 
-void nrtl_pair(py::handle ip, py::handle model, py::handle pp, py::handle names, const Pair& pair) {
+// Where DWSIM holds the pair in both orders, each record gets the host's
+// values in its own orientation, so that no row of DWSIM's calculation mixes
+// the host's values with its own; a pair DWSIM lacks is made from a model.
+void nrtl_pair(py::handle ip, py::handle model, py::handle pp, py::handle names, const Pair& pair, py::list& notes) {
     static const Name NRTL{"nrtl"};
     py::object a = item(names, pair.ci);
     py::object b = item(names, pair.cj);
@@ -114,25 +121,26 @@ void nrtl_pair(py::handle ip, py::handle model, py::handle pp, py::handle names,
         return;
     }
     if (any_exceeds({at(m[D], i, j), at(m[E], i, j), at(m[E], j, i)}, py::float_(1e-12))) {
-        warn("DWSIM NRTL %s-%s: the D, E elements (alpha(T), ln T) are left out", pair);
+        report(notes, "DWSIM NRTL %s-%s: the D, E elements (alpha(T), ln T) are left out", pair);
     }
-    // A pair stored under the second name first is written as it stands.
     const bool reversed = holds(ip, b, a);
-    py::handle first = reversed ? b : a, second = reversed ? a : b;
-    if (!reversed && !holds(ip, a, b)) {
+    bool forward = holds(ip, a, b);
+    if (!forward && !reversed) {
         if (model.is_none()) {
-            warn("DWSIM NRTL %s-%s: no parameters (DWSIM has none to start from)", pair);
+            report(notes, "DWSIM NRTL %s-%s: no parameters (DWSIM has none to start from)", pair);
             return;
         }
-        add_record(ip, first, second, model);
+        add_record(ip, a, b, dwsim::clone(model));
+        forward = true;
     }
-    write_nrtl(item(item(ip, first), second), first, second, m, reversed ? j : i, reversed ? i : j);
+    if (forward) write_nrtl(item(item(ip, a), b), a, b, m, i, j);
+    if (reversed) write_nrtl(item(item(ip, b), a), b, a, m, j, i);
 }
 
-void set_nrtl(py::handle pp_dw, py::handle pp, py::handle names, const py::list& comps) {
+void set_nrtl(py::handle pp_dw, py::handle pp, py::handle names, const py::list& comps, py::list& notes) {
     py::object ip = dwsim::nrtl_parameters(pp_dw);
     py::object model = first_record(ip);
-    for_each_pair(comps, [&](const Pair& pair) { nrtl_pair(ip, model, pp, names, pair); });
+    for_each_pair(comps, [&](const Pair& pair) { nrtl_pair(ip, model, pp, names, pair, notes); });
 }
 
 py::object slice_from(py::handle start) { return steal_or_throw(PySlice_New(start.ptr(), nullptr, nullptr)); }
@@ -142,43 +150,62 @@ bool any(py::handle values) {
     return truthy(call_method(module_attr(NP), ANY, values));
 }
 
-// Only the constant term has a place in DWSIM, and only in a record that
-// DWSIM already has, in either order of the names.
-void kij_pair(py::handle ip, py::handle pp, py::handle names, const Pair& pair) {
+// Only the constant term has a place in DWSIM. It goes into every record of
+// the pair (DWSIM reads each order for its own row), and into a new record of
+// the table's type where DWSIM has none.
+bool kij_pair(py::handle ip, py::handle model, py::handle pp, py::handle names, const Pair& pair, py::list& notes) {
     static const Name KIJ{"kij"}, SHAPE{"shape"};
     py::object kij = attr(pp, KIJ);
     const py::handle i = pair.i, j = pair.j;
-    if (!any(item(kij, py::make_tuple(slice_from(py::none()), i, j)))) return;
+    if (!any(item(kij, py::make_tuple(slice_from(py::none()), i, j)))) return false;
     py::object a = item(names, pair.ci);
     py::object b = item(names, pair.cj);
     py::object terms = item(attr(kij, SHAPE), py::int_(0));
     if (compare(terms, Py_GT, py::int_(1)) && any(item(kij, py::make_tuple(slice_from(py::int_(1)), i, j)))) {
-        warn("DWSIM kij %s-%s: the temperature terms are left out", pair);
+        report(notes, "DWSIM kij %s-%s: the temperature terms are left out", pair);
     }
+    py::object value = to_float(item(kij, py::make_tuple(py::int_(0), i, j)));
+    bool written = false;
     for (auto [x, y] : {std::pair{a, b}, std::pair{b, a}}) {
         if (holds(ip, x, y)) {
-            dwsim::set_kij(item(item(ip, x), y), to_float(item(kij, py::make_tuple(py::int_(0), i, j))));
-            return;
+            dwsim::set_kij(item(item(ip, x), y), value);
+            written = true;
         }
     }
-    warn("DWSIM kij %s-%s: not set (DWSIM has no entry)", pair);
+    if (written) return true;
+    if (model.is_none()) {
+        report(notes, "DWSIM kij %s-%s: not set (DWSIM has no entry)", pair);
+        return false;
+    }
+    py::object record = dwsim::new_kij_record(model, a, b);
+    dwsim::set_kij(record, value);
+    add_record(ip, a, b, record);
+    return true;
 }
 
-void set_kij(py::handle pp_dw, py::handle pp, py::handle names, const py::list& comps) {
+void set_kij(py::handle pp_dw, py::handle pp, py::handle names, const py::list& comps, py::list& notes) {
     py::object ip = dwsim::kij_parameters(pp_dw);
-    for_each_pair(comps, [&](const Pair& pair) { kij_pair(ip, pp, names, pair); });
+    py::object model = first_record(ip);
+    bool changed = false;
+    for_each_pair(comps, [&](const Pair& pair) { changed |= kij_pair(ip, model, pp, names, pair, notes); });
+    if (changed) dwsim::parameters_changed(pp_dw);
 }
 
 }  // namespace
 
-void set_parameters(py::handle pp_dw, py::handle pp, py::handle names, py::handle method) {
+py::list set_parameters(py::handle pp_dw, py::handle pp, py::handle names, py::handle method) {
     static const Name COMPONENTS{"components"};
     py::list comps = to_list(attr(pp, COMPONENTS));
+    py::list notes;
     if (equal(method, "NRTL")) {
-        set_nrtl(pp_dw, pp, names, comps);
+        set_nrtl(pp_dw, pp, names, comps, notes);
     } else if (equal(method, "PENG-ROB") || equal(method, "RK-SOAVE")) {
-        set_kij(pp_dw, pp, names, comps);
+        set_kij(pp_dw, pp, names, comps, notes);
+    } else if (equal(method, "WILSON") || equal(method, "UNIQUAC")) {
+        notes.append(py::str("property method {}: Kelvane's binary parameters are not transferred (DWSIM uses its own)")
+                         .format(method));
     }
+    return notes;
 }
 
 }  // namespace flowgate

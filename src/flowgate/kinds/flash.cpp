@@ -8,12 +8,9 @@ namespace flowgate {
 namespace {
 
 void translate(Sheet& s, const Block& b) {
-    const py::handle OT = s.at.ObjectType;
-    py::object h = dwsim::add_object(s.sim, dwsim::object_type(OT, HEATER.object_type), b.x - py::int_(40), b.y,
-                                     b.name + py::str("-H"));
-    py::object mid = dwsim::add_object(s.sim, dwsim::object_type(OT, dwsim::MATERIAL_STREAM), b.x - py::int_(20),
-                                       b.y, b.name + py::str("-F"));
-    py::object v = dwsim::add_object(s.sim, dwsim::object_type(OT, FLASH2.object_type), b.x, b.y, b.name);
+    py::object h = s.add(HEATER.object_type, b.x - py::int_(40), b.y, b.name + py::str("-H"));
+    py::object mid = s.add(dwsim::MATERIAL_STREAM, b.x - py::int_(20), b.y, b.name + py::str("-F"));
+    py::object v = s.add(FLASH2.object_type, b.x, b.y, b.name);
     s.obj[b.name] = v;
     s.obj[b.name + py::str("-H")] = h;
     py::ssize_t j = 0;
@@ -22,8 +19,8 @@ void translate(Sheet& s, const Block& b) {
     s.connect(mid, v);
     s.energy(b.name, h);
     heater(s.at.U, h, b.sp, b.pin, b.pout);
-    s.connect(v, item(s.obj, item(b.outs, py::int_(0))), 0, 0);
-    s.connect(v, item(s.obj, item(b.outs, py::int_(1))), 1, 0);
+    s.connect(v, s.outlet(item(b.outs, py::int_(0))), 0, 0);
+    s.connect(v, s.outlet(item(b.outs, py::int_(1))), 1, 0);
 }
 
 // The vessel's own part; the import merges in the heater that carries the rest.
@@ -44,6 +41,7 @@ py::dict readback(const Unit& u) {
 
 }  // namespace
 
-const Kind FLASH2{"FLASH2", Name{"Vessel"}, "Vessel", nullptr, 6, 3, Result::duty, translate, readback};
+const Kind FLASH2{"FLASH2", Name{"Vessel"}, "Vessel", nullptr, 6, 3, Result::duty,
+                  {{"Q-", ""}, {"", "-H"}, {"", "-F"}}, translate, readback};
 
 }  // namespace flowgate

@@ -17,7 +17,8 @@ py::dict readback(const Unit& u) { return heater_spec(u.o); }
 
 }  // namespace
 
-const Kind HEATER{"HEATER", Name{"Heater"}, "Heater", "Cooler", 1, 1, Result::duty, translate, readback};
+const Kind HEATER{"HEATER", Name{"Heater"}, "Heater", "Cooler", 1, 1, Result::duty, {{"Q-", ""}}, translate,
+                  readback};
 
 void heater(py::handle U, py::handle h, py::handle sp, py::handle pin, py::handle pout) {
     static const Name T{"T"}, VFRAC{"vfrac"}, DUTY{"duty"};

@@ -25,12 +25,29 @@ struct Sheet {
     py::object names;    // {component: DWSIM compound name}
     py::object pos;      // {stream or block: (x, y)}
     py::dict obj;        // {name: DWSIM object}
+    py::dict into;       // {stream: the DWSIM stream a unit's outlet feeds}, where not the stream itself
     py::dict P;          // {stream: pressure in Pa}, where known
+    py::dict places;     // {stream: (x, y)} as drawn
     py::list comps;      // fs.pp.components, in their one order
     py::list notes;
+    py::dict tags;       // {DWSIM tag: what bears it}, every tag of the flowsheet
 
     // Drawing place of `n`; without one, place `k` of the default row.
     std::pair<py::object, py::object> xy(py::handle n, py::ssize_t k = 0) const;
+
+    // Takes `tag` for `what` ("stream 'S1'"); two objects with one tag would
+    // be renamed by DWSIM, or hang it where the tag has no digits.
+    void reserve(py::handle tag, py::handle what);
+
+    // A tag made of `base` that nothing bears, reserved for `what`.
+    py::object fresh(py::handle base, py::handle what);
+
+    // Adds an object of ObjectType member `type` at (x, y); the concrete object.
+    py::object add(const Name& type, py::handle x, py::handle y, py::handle tag) const;
+
+    // The DWSIM stream into which a unit's outlet `stream` goes: the stream
+    // itself, or the inlet of the Recycle block that cuts a loop there.
+    py::object outlet(py::handle stream) const;
 
     // Output port `i` of `x` to input port `j` of `y`; -1 leaves it to DWSIM.
     void connect(py::handle x, py::handle y, py::ssize_t i = -1, py::ssize_t j = -1) const;
@@ -62,6 +79,13 @@ struct Unit {
 // Which key a block's result has: the heat of a unit, or the power of a machine.
 enum class Result { duty, power };
 
+// A tag that the translation of a block adds beside the block's own: the
+// block's name with a prefix or a suffix.
+struct Affix {
+    const char* prefix;
+    const char* suffix;
+};
+
 struct Kind {
     const char* kind;          // the host's block kind
     Name object_type;          // the ObjectType member that adds its unit
@@ -70,6 +94,7 @@ struct Kind {
                                // the heat it removes (a Cooler), or nullptr
     int inlets, outlets;       // material ports of the DWSIM unit
     Result result;
+    std::vector<Affix> helpers;  // tags of the objects added beside the unit
     void (*translate)(Sheet&, const Block&);
     py::dict (*readback)(const Unit&);
 };

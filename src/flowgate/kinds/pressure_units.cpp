@@ -52,9 +52,9 @@ py::dict read_valve(const Unit& u) { return read(u, dwsim::VALVE); }
 
 }  // namespace
 
-const Kind PUMP{"PUMP", Name{"Pump"}, "Pump", nullptr, 1, 1, Result::power, translate_pump, read_pump};
-const Kind COMPR{"COMPR", Name{"Compressor"}, "Compressor", nullptr, 1, 1, Result::power, translate_compressor,
-                 read_compressor};
-const Kind VALVE{"VALVE", Name{"Valve"}, "Valve", nullptr, 1, 1, Result::duty, translate_valve, read_valve};
+const Kind PUMP{"PUMP", Name{"Pump"}, "Pump", nullptr, 1, 1, Result::power, {{"Q-", ""}}, translate_pump, read_pump};
+const Kind COMPR{"COMPR",    Name{"Compressor"}, "Compressor", nullptr, 1, 1, Result::power, {{"Q-", ""}},
+                 translate_compressor, read_compressor};
+const Kind VALVE{"VALVE", Name{"Valve"}, "Valve", nullptr, 1, 1, Result::duty, {}, translate_valve, read_valve};
 
 }  // namespace flowgate

@@ -62,7 +62,7 @@ py::dict readback(const Unit& u) {
 
 }  // namespace
 
-const Kind SEP{"SEP", Name{"ComponentSeparator"}, "ComponentSeparator", nullptr, 1, 2, Result::duty, translate,
-               readback};
+const Kind SEP{"SEP",        Name{"ComponentSeparator"}, "ComponentSeparator", nullptr, 1, 2, Result::duty,
+               {{"Q-", ""}}, translate, readback};
 
 }  // namespace flowgate

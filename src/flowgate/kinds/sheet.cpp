@@ -10,6 +10,30 @@ std::pair<py::object, py::object> Sheet::xy(py::handle n, py::ssize_t k) const {
     return {py::int_(100 * k), py::int_(100)};
 }
 
+void Sheet::reserve(py::handle tag, py::handle what) {
+    py::object other = get(tags, tag);
+    if (!other.is_none()) {
+        raise(PyExc_ValueError, py::str("{} and {} would both be tagged {!r} in DWSIM; rename one").format(other, what, tag));
+    }
+    tags[tag] = what;
+}
+
+py::object Sheet::fresh(py::handle base, py::handle what) {
+    py::object tag = py::reinterpret_borrow<py::object>(base);
+    for (long n = 2; tags.contains(tag); ++n) tag = py::str("{}-{}").format(base, n);
+    reserve(tag, what);
+    return tag;
+}
+
+py::object Sheet::add(const Name& type, py::handle x, py::handle y, py::handle tag) const {
+    return dwsim::add_object(sim, dwsim::object_type(at.ObjectType, type), x, y, tag);
+}
+
+py::object Sheet::outlet(py::handle stream) const {
+    py::object recycle_inlet = get(into, stream);
+    return recycle_inlet.is_none() ? item(obj, stream) : recycle_inlet;
+}
+
 void Sheet::connect(py::handle x, py::handle y, py::ssize_t i, py::ssize_t j) const {
     dwsim::connect_objects(sim, x, y, py::int_(i), py::int_(j));
 }
@@ -17,8 +41,7 @@ void Sheet::connect(py::handle x, py::handle y, py::ssize_t i, py::ssize_t j) co
 // An energy stream takes its block's place, or place 0 of the default row.
 py::object Sheet::energy(py::handle name, py::handle unit, bool into) const {
     auto [x, y] = xy(name);
-    py::object type = dwsim::object_type(at.ObjectType, dwsim::ENERGY_STREAM);
-    py::object e = dwsim::add_object(sim, type, x, y, py::str("Q-") + name);
+    py::object e = add(dwsim::ENERGY_STREAM, x, y, py::str("Q-") + name);
     if (into) {
         connect(e, unit);
     } else {
@@ -32,7 +55,7 @@ void Sheet::note(const char* fmt, py::handle value) {
 }
 
 py::object add_unit(Sheet& s, const Kind& kind, const Block& b) {
-    py::object o = dwsim::add_object(s.sim, dwsim::object_type(s.at.ObjectType, kind.object_type), b.x, b.y, b.name);
+    py::object o = s.add(kind.object_type, b.x, b.y, b.name);
     s.obj[b.name] = o;
     return o;
 }
@@ -42,7 +65,7 @@ void connect_single_inlet(Sheet& s, const Block& b, py::handle o) {
     if (py::len(b.ins) > 1) s.note("%s: inlets after the first one are left out (mix them before)", b.name);
     py::ssize_t j = 0;
     for (py::handle stream : b.outs) {
-        if (truthy(stream)) s.connect(o, item(s.obj, stream), j, 0);
+        if (truthy(stream)) s.connect(o, s.outlet(stream), j, 0);
         ++j;
     }
 }

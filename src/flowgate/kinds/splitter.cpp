@@ -37,6 +37,6 @@ py::dict readback(const Unit& u) {
 
 }  // namespace
 
-const Kind FSPLIT{"FSPLIT", Name{"NodeOut"}, "Splitter", nullptr, 1, 3, Result::duty, translate, readback};
+const Kind FSPLIT{"FSPLIT", Name{"NodeOut"}, "Splitter", nullptr, 1, 3, Result::duty, {}, translate, readback};
 
 }  // namespace flowgate
