@@ -103,10 +103,9 @@ def _set_kij(a, b, value, dirty=True):
     return apply
 
 
-def kij_shifts_dew_point(package, values):
-    """Dew point of 50/50 methane/CO2 at 40 bar for each kij of the table's [Methane][Carbon dioxide]."""
-    return [_pvf(package, ["Methane", "Carbon dioxide"], [0.5, 0.5], 40e5, 1.0, _set_kij("Methane", "Carbon dioxide", v),
-                 T_guess=250.0) for v in values]
+def kij_shifts_dew_point(package, pair, values):
+    """Dew point of an equimolar binary at 40 bar for each value of the table's record pair[0]/pair[1]."""
+    return [_pvf(package, pair, [0.5, 0.5], 40e5, 1.0, _set_kij(pair[0], pair[1], v), T_guess=250.0) for v in values]
 
 
 def both_order_rows(values):
