@@ -133,3 +133,18 @@ def test_sample_units_match_dwsim_results(sample_rows):
         if q0 is not None:
             assert q1 == pytest.approx(q0, rel=0.02), r
     print("\n".join(table))
+
+
+@pytest.mark.parametrize("package, T", [("Raoult's Law", 358.0), ("Peng-Robinson (PR)", 352.0)])
+def test_a_drum_vapour_carries_its_own_entropy_to_a_compressor(package, T):
+    # the vapour leaving a flash drum must compress exactly like a feed in the same state
+    r = call("thermo_scenarios:compressor_after_drum", package, T)
+    assert r["errors"] == [] and 0 < r["vap"]["F"] < 10 and r["vap"]["vf"] == 1
+    assert r["drum"] == pytest.approx(r["feed"], rel=1e-6) and r["drum"][0] > r["vap"]["T"] + 20 and r["drum"][1] > 0
+
+
+def test_coolprop_names_calculate_with_their_chemsep_twins():
+    r = call("thermo_scenarios:cas_twins")
+    for chemsep, coolprop in r["constants"]:
+        assert coolprop[:4] == chemsep[:4] and coolprop[4] != chemsep[4] and coolprop[5] == chemsep[5]
+    assert r["bubble"][0] == r["bubble"][1] and 270 < r["bubble"][0] < 280   # propane boils near 274 K at 5 bar

@@ -329,3 +329,37 @@ def rebuild_sample_units(path):
 
 def sample_files(shared):
     return sorted(glob.glob(os.path.join(shared, "dwsim", "samples", "*.dwxmz")))
+
+
+# ---------------------------------------------------------------------------------------------
+# states handed on between units
+
+def compressor_after_drum(package, T):
+    """A drum's vapour compressed, against a feed of that vapour's state compressed alike."""
+    s = Sheet()
+    s.setup(package, "Water", "Methanol", "Ethanol")
+    f, vap, liq, out1, feed2, out2 = s.streams("F", "VAP", "LIQ", "OUT1", "F2", "OUT2")
+    d, k1, k2 = s.add("Vessel"), s.add("Compressor"), s.add("Compressor")
+    s.chain(f, d, vap, k1, out1)
+    s.connect(d, liq)
+    s.feed(f, T, 1.0e5, 10, [0.5, 0.3, 0.2])
+    s.configure(k1, POut=4e5)
+    s.solve()
+    v = state(vap)
+    s.feed(feed2, v["T"], v["P"], v["F"], v["z"])
+    s.chain(feed2, k2, out2)
+    s.configure(k2, POut=4e5)
+    errors = s.solve()
+    return dict(errors=errors, vap=v, drum=[state(out1)["T"], k1.GetAsObject().DeltaQ],
+                feed=[state(out2)["T"], k2.GetAsObject().DeltaQ])
+
+
+def cas_twins():
+    """Constants and a bubble point of CoolProp names against their ChemSep twins."""
+    ac = dwsim().a.AvailableCompounds
+    pairs = [("Propane", "n-Propane"), ("Carbon dioxide", "CarbonDioxide"), ("N-butane", "n-Butane")]
+    out = dict(constants=[[[getattr(ac[n], k) for k in ("Critical_Temperature", "Critical_Pressure", "Acentric_Factor",
+                                                       "Molar_Weight")] + [ac[n].Name, ac[n].CAS_Number] for n in p]
+                          for p in pairs])
+    out["bubble"] = [_pvf("Peng-Robinson (PR)", [n], [1.0], 5e5, 0.0)["T"] for n in pairs[0]]
+    return out

@@ -33,10 +33,11 @@ namespace DWSIM.Thermodynamics.PropertyPackages.Auxiliary.FlashAlgorithms
         public double H;              // J/mol of mixture
         public double HL, HV;         // J/mol of the liquid and of the vapour phase
         public double S;              // J/(mol K) of mixture
+        public double SL, SV;         // J/(mol K) of the liquid and of the vapour phase
 
         // The vapour or the liquid of this result as a single-phase state.
-        public FlashResult VapourPart() { return new FlashResult { T = T, P = P, VF = 1, x = y, y = y, H = HV, HL = HV, HV = HV, S = S }; }
-        public FlashResult LiquidPart() { return new FlashResult { T = T, P = P, VF = 0, x = x, y = x, H = HL, HL = HL, HV = HL, S = S }; }
+        public FlashResult VapourPart() { return new FlashResult { T = T, P = P, VF = 1, x = y, y = y, H = HV, HL = HV, HV = HV, S = SV, SL = SV, SV = SV }; }
+        public FlashResult LiquidPart() { return new FlashResult { T = T, P = P, VF = 0, x = x, y = x, H = HL, HL = HL, HV = HL, S = SL, SL = SL, SV = SL }; }
     }
 
     public static class Flash
@@ -264,7 +265,11 @@ namespace DWSIM.Thermodynamics.PropertyPackages.Auxiliary.FlashAlgorithms
             if (beta >= 1) r.HL = r.HV;
             if (beta <= 0) r.HV = r.HL;
             r.H = beta * r.HV + (1 - beta) * r.HL;
-            r.S = (beta > 0 ? beta * m.S(T, P, y, false) : 0) + (beta < 1 ? (1 - beta) * m.S(T, P, x, true) : 0);
+            r.SL = beta < 1 ? m.S(T, P, x, true) : 0;
+            r.SV = beta > 0 ? m.S(T, P, y, false) : 0;
+            if (beta >= 1) r.SL = r.SV;
+            if (beta <= 0) r.SV = r.SL;
+            r.S = beta * r.SV + (1 - beta) * r.SL;
             return r;
         }
 
