@@ -148,3 +148,14 @@ def test_coolprop_names_calculate_with_their_chemsep_twins():
     for chemsep, coolprop in r["constants"]:
         assert coolprop[:4] == chemsep[:4] and coolprop[4] != chemsep[4] and coolprop[5] == chemsep[5]
     assert r["bubble"][0] == r["bubble"][1] and 270 < r["bubble"][0] < 280   # propane boils near 274 K at 5 bar
+
+
+def test_loading_lays_saved_pairs_over_the_fresh_tables(tmp_path):
+    r = call("thermo_scenarios:load_overlays", str(tmp_path))
+    # PR: Glucose is no outer key of the fresh table but Water is: the pair lands in [Water][Glucose]
+    assert r["Peng-Robinson (PR)"] == [False, 0.3, False, 341]
+    # SRK adds the slot as written
+    assert r["Soave-Redlich-Kwong (SRK)"] == [True, False, 0.3, 109]
+    # NRTL: the saved pair replaces its slot, the rest of the table stays DWSIM's
+    a12, a21, rows = r["NRTL"]
+    assert [a12, a21] == [123.0, 1241.7396] and rows >= 894

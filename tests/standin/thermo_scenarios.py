@@ -363,3 +363,32 @@ def cas_twins():
                           for p in pairs])
     out["bubble"] = [_pvf("Peng-Robinson (PR)", [n], [1.0], 5e5, 0.0)["T"] for n in pairs[0]]
     return out
+
+
+def load_overlays(folder):
+    """Pairs saved with a flowsheet laid over the fresh tables of the loaded packages."""
+    from System.Collections.Generic import Dictionary
+    from DWSIM.Thermodynamics.PropertyPackages.Auxiliary import PR_IPData
+    s = Sheet()
+    for c in ("Water", "Glucose", "Ethanol"):
+        s.fs.AddCompound(c)
+    pps = {n: s.fs.CreateAndAddPropertyPackage(n).GetAsObject() for n in ("Peng-Robinson (PR)", "Soave-Redlich-Kwong (SRK)", "NRTL")}
+    for n in ("Peng-Robinson (PR)", "Soave-Redlich-Kwong (SRK)"):
+        t = pps[n].m_pr.InteractionParameters
+        t["Glucose"] = Dictionary[str, PR_IPData]()
+        rec = PR_IPData()
+        rec.kij = 0.3
+        t["Glucose"]["Water"] = rec
+    pps["NRTL"].m_uni.InteractionParameters["Ethanol"]["Water"].A12 = 123.0
+    path = os.path.join(folder, "overlay.dwxmz")
+    dwsim().a.SaveFlowsheet(s.fs, path, True)
+    loaded = dwsim().a.LoadFlowsheet(path)
+    got = {p.GetAsObject().ComponentName: p.GetAsObject() for p in loaded.PropertyPackages.Values}
+    out = {}
+    for n in ("Peng-Robinson (PR)", "Soave-Redlich-Kwong (SRK)"):
+        t = got[n].m_pr.InteractionParameters
+        out[n] = [t.ContainsKey("Glucose"), t["Water"].ContainsKey("Glucose") and t["Water"]["Glucose"].kij,
+                  t.ContainsKey("Glucose") and t["Glucose"]["Water"].kij, len(_kij_rows(t))]
+    ip = got["NRTL"].m_uni.InteractionParameters
+    out["NRTL"] = [ip["Ethanol"]["Water"].A12, ip["Ethanol"]["Water"].A21, len(_nrtl_rows(ip))]
+    return out
