@@ -18,7 +18,7 @@ assemblies=(
   "DWSIM.MathOps||"
   "DWSIM.Inspector|DWSIM.GlobalSettings|"
   "DWSIM.SharedClasses|DWSIM.Interfaces DWSIM.GlobalSettings|"
-  "DWSIM.Thermodynamics|DWSIM.Interfaces DWSIM.GlobalSettings DWSIM.SharedClasses DWSIM.MathOps|-resource:$here/data/compounds.tsv,compounds.tsv -resource:$here/data/constants.tsv,constants.tsv"
+  "DWSIM.Thermodynamics|DWSIM.Interfaces DWSIM.GlobalSettings DWSIM.SharedClasses DWSIM.MathOps|-resource:$here/data/compounds.tsv,compounds.tsv -resource:$here/data/constants.tsv,constants.tsv -resource:$here/data/nrtl.tsv,nrtl.tsv -resource:$here/data/pr_kij.tsv,pr_kij.tsv -resource:$here/data/srk_kij.tsv,srk_kij.tsv"
   "DWSIM.Drawing.SkiaSharp|DWSIM.Interfaces|"
   "DWSIM.UnitOperations|DWSIM.Interfaces DWSIM.GlobalSettings DWSIM.SharedClasses DWSIM.MathOps DWSIM.Thermodynamics|"
   "DWSIM.FlowsheetSolver|DWSIM.Interfaces DWSIM.GlobalSettings DWSIM.Inspector DWSIM.SharedClasses DWSIM.Thermodynamics DWSIM.UnitOperations|"

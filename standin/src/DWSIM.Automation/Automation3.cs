@@ -83,7 +83,12 @@ namespace DWSIM.Automation
         {
             Settings.CalculatorActivated = true;
             Settings.SolverBreakOnException = true;
-            return ((Flowsheet2)flowsheet).SolveFlowsheet2();
+            // A solve locks model parameters, as DWSIM's solver does: cubic packages then keep
+            // their kij matrix unless AreModelParametersDirty is set.
+            bool locked = Settings.LockModelParameters;
+            Settings.LockModelParameters = true;
+            try { return ((Flowsheet2)flowsheet).SolveFlowsheet2(); }
+            finally { Settings.LockModelParameters = locked; }
         }
 
         // The public overloads return nothing, as in DWSIM; the interface ones return the errors.

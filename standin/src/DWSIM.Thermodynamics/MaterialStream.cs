@@ -152,7 +152,7 @@ namespace DWSIM.Thermodynamics.Streams
             if (Math.Abs(sum - 1.0) > 1e-6 || z.Any(v => v < 0))
                 throw new ArgumentException(string.Format("mole fractions must be non-negative and sum to 1 (sum = {0:R})", sum));
             z = z.Select(v => v / sum).ToArray();
-            IdealFlash.CheckData(_data, z);
+            Flash.CheckData(_data, z);
             double F;
             if (DefinedFlow == FlowSpec.Mole) F = GetMolarFlow();
             else F = GetMassFlow() * 1000.0 / MixtureMolarWeight(z);
@@ -160,7 +160,8 @@ namespace DWSIM.Thermodynamics.Streams
             double T = GetTemperature(), P = GetPressure();
             if (!(T > 0) || !(P > 0)) throw new ArgumentException("temperature and pressure must be positive");
             var pp = PropertyPackage;
-            var r = pp != null ? pp.FlashPT(_data, z, T, P) : IdealFlash.PT(_data, z, T, P);
+            if (pp == null) throw new InvalidOperationException("No property package is defined.");
+            var r = pp.FlashPT(_data, z, T, P);
             StoreResult(r, F);
         }
 
@@ -171,8 +172,8 @@ namespace DWSIM.Thermodynamics.Streams
             var z = new double[n];
             for (int i = 0; i < n; i++) z[i] = r.VF * r.y[i] + (1 - r.VF) * r.x[i];
             WritePhase(0, r.T, r.P, F, 1.0, z, r.H);
-            WritePhase(2, r.T, r.P, F * r.VF, r.VF, r.y, IdealFlash.HVapour(_data, r.y, r.T));
-            double hl = IdealFlash.HLiquid(_data, r.x, r.T);
+            WritePhase(2, r.T, r.P, F * r.VF, r.VF, r.y, r.HV);
+            double hl = r.HL;
             WritePhase(1, r.T, r.P, F * (1 - r.VF), 1 - r.VF, r.x, hl);
             WritePhase(3, r.T, r.P, F * (1 - r.VF), 1 - r.VF, r.x, hl);
             for (int p = 4; p < PhaseNames.Length; p++) WritePhase(p, r.T, r.P, 0.0, 0.0, r.x, hl);

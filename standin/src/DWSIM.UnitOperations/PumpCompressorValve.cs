@@ -56,7 +56,7 @@ namespace DWSIM.UnitOperations.UnitOperations
         }
     }
 
-    // Ideal-gas isentropic compression, then the efficiency: w = dh_s / eff.
+    // Isentropic compression with the package's entropy, then the efficiency: w = dh_s / eff.
     [Serializable]
     public class Compressor : UnitOpBaseClass
     {
@@ -98,10 +98,11 @@ namespace DWSIM.UnitOperations.UnitOperations
             double eff = Positive(ProcessPath == ProcessPathType.Adiabatic ? AdiabaticEfficiency : PolytropicEfficiency, "efficiency") / 100.0;
             var c = inlet.ComponentData;
             var z = inlet.GetOverallComposition();
-            double Ts = IdealFlash.IsentropicT(c, z, T1, P1, P2);
-            double dhs = z.Select((x, i) => x * (IdealFlash.Hig(c[i], Ts) - IdealFlash.Hig(c[i], T1))).Sum();
-            double w = dhs / eff;
-            var r = PP.FlashPH(c, z, P2, inlet.MolarEnthalpy.Value + w, Ts);
+            // Isentropic outlet by a PS flash from the inlet's entropy, then the efficiency.
+            double H1 = inlet.MolarEnthalpy.Value;
+            var rs = PP.FlashPS(c, z, P2, inlet.LastResult.S, T1);
+            double w = (rs.H - H1) / eff;
+            var r = PP.FlashPH(c, z, P2, H1 + w, rs.T);
             DeltaQ = F * w / 1000.0; DeltaP = P2 - P1; POut = P2; PressureRatio = P2 / P1;
             OutletTemperature = r.T; DeltaT = r.T - T1;
             var es = InletEnergyStream(1);

@@ -87,12 +87,12 @@ namespace DWSIM.UnitOperations.UnitOperations
         // The vapour or the liquid of a flash result as a single-phase state.
         protected static FlashResult VapourPart(FlashResult r, ConstantProperties[] c)
         {
-            return new FlashResult { T = r.T, P = r.P, VF = 1, x = r.y, y = r.y, H = IdealFlash.HVapour(c, r.y, r.T) };
+            return r.VapourPart();
         }
 
         protected static FlashResult LiquidPart(FlashResult r, ConstantProperties[] c)
         {
-            return new FlashResult { T = r.T, P = r.P, VF = 0, x = r.x, y = r.x, H = IdealFlash.HLiquid(c, r.x, r.T) };
+            return r.LiquidPart();
         }
 
         public abstract string[] GetCalculationModes();

@@ -1,6 +1,8 @@
 // Binary interaction parameters as DWSIM stores them per package: only pairs of compounds in
-// the flowsheet, compounds by name. On load the file's pairs are merged over the package's
-// built-in table, as DWSIM does.
+// the flowsheet, compounds by name. On load the file's pairs are laid over the package's
+// construction table, as DWSIM does: a pair replaces the record in its slot or is added; a
+// Peng-Robinson pair whose first compound is no outer key but whose second is goes into the
+// reversed slot.
 using System;
 using System.Collections.Generic;
 using System.Linq;
@@ -60,6 +62,7 @@ namespace DWSIM.FlowsheetBase.Files
             {
                 return new[]
                 {
+                    Kij("InteractionParameters_PR", nrtl.m_pr.InteractionParameters, selected),
                     new XElement("InteractionParameters_NRTL", Pairs(nrtl.m_uni.InteractionParameters, selected).Select(p =>
                     {
                         var d = p.Value.Value;
@@ -102,7 +105,7 @@ namespace DWSIM.FlowsheetBase.Files
         public static string[] Held(PropertyPackage pp)
         {
             if (pp is PengRobinsonPropertyPackage || pp is SRKPropertyPackage) return new[] { "InteractionParameters" };
-            if (pp is NRTLPropertyPackage) return new[] { "InteractionParameters_NRTL" };
+            if (pp is NRTLPropertyPackage) return new[] { "InteractionParameters_PR", "InteractionParameters_NRTL" };
             if (pp is UNIQUACPropertyPackage) return new[] { "InteractionParameters_UNIQUAC" };
             if (pp is WilsonPropertyPackage) return new[] { "InteractionParameters_Wilson" };
             return new string[0];
@@ -159,22 +162,24 @@ namespace DWSIM.FlowsheetBase.Files
                 var list = el.Element(name);
                 return list == null ? Enumerable.Empty<Attrs>() : list.Elements("InteractionParameter").Select(e => new Attrs(e, context, notes)).ToList();
             };
-            var pr = pp as PengRobinsonPropertyPackage;
-            var srk = pp as SRKPropertyPackage;
-            if (pr != null || srk != null)
+            Action<Dictionary<string, Dictionary<string, PR_IPData>>, string, bool> kij = (table, list, reverse) =>
             {
-                var table = pr != null ? pr.m_pr.InteractionParameters : srk.m_pr.InteractionParameters;
-                foreach (var a in items("InteractionParameters"))
+                foreach (var a in items(list))
                 {
                     string c1 = a.Text("Compound1"), c2 = a.Text("Compound2");
+                    if (reverse && !table.ContainsKey(c1) && table.ContainsKey(c2)) { var t = c1; c1 = c2; c2 = t; }
                     Row(table, c1)[c2] = new PR_IPData { Name1 = c1, Name2 = c2, kij = a.Number("Value") };
                 }
-            }
+            };
+            var pr = pp as PengRobinsonPropertyPackage;
+            if (pr != null) kij(pr.m_pr.InteractionParameters, "InteractionParameters", true);
+            var srk = pp as SRKPropertyPackage;
+            if (srk != null) kij(srk.m_pr.InteractionParameters, "InteractionParameters", false);
             var nrtl = pp as NRTLPropertyPackage;
-            if (nrtl != null)
+            // DWSIM reads an NRTL package's pairs only when its vapour kij list is there.
+            if (nrtl != null && el.Element("InteractionParameters_PR") != null)
             {
-                if (el.Element("InteractionParameters_PR") != null && el.Element("InteractionParameters_PR").HasElements)
-                    notes.Warn(context + ": the stand-in's NRTL package has no vapour-phase kij; the file's InteractionParameters_PR are kept only to be written back");
+                kij(nrtl.m_pr.InteractionParameters, "InteractionParameters_PR", true);
                 foreach (var a in items("InteractionParameters_NRTL"))
                 {
                     string c1 = a.Text("Compound1"), c2 = a.Text("Compound2");
