@@ -69,7 +69,7 @@ def plant():
     System = sheet.dwsim().System
     kij["Water"] = System.Collections.Generic.Dictionary[System.String, AUX.PR_IPData]()
     kij["Water"]["Methanol"] = AUX.PR_IPData()
-    kij["Water"]["Methanol"].kij = -0.0778
+    kij["Water"]["Methanol"].kij = -0.05    # DWSIM holds only [Methanol][Water], -0.0778
     return s
 
 

@@ -156,5 +156,5 @@ def compounds_and_tables():
     pr = fs.CreateAndAddPropertyPackage("Peng-Robinson (PR)").__implementation__
     kij = pr.m_pr.InteractionParameters["Methane"]["Carbon dioxide"]
     srk = fs.CreateAndAddPropertyPackage("Soave-Redlich-Kwong (SRK)").__implementation__.m_pr.InteractionParameters
-    out["pr"] = [type(kij).__name__, kij.kij, kij.ID1, type(srk["Methane"]["Nitrogen"]).__name__]
+    out["pr"] = [type(kij).__name__, kij.kij, kij.ID1, type(srk["Methane"]["Ethane"]).__name__, srk["Methane"]["Ethane"].kij]
     return out
