@@ -4,6 +4,9 @@ line in the log, the notes back)."""
 from types import SimpleNamespace as NS
 
 import numpy as np
+import os
+from pathlib import Path
+
 import pytest
 
 from dwsim_fakes import block, dwsim, feed, flowsheet, host  # noqa: F401  (fixtures)
@@ -70,29 +73,54 @@ def test_errors_then_notes_in_the_log(flowgate, dwsim, host):
                                                "feed f: vapor fraction given, its temperature is solved by Kelvane"]]
 
 
-@pytest.mark.parametrize("save, saved", [(None, False), ("", False), (0, False), ("out.dwxmz", True)])
-def test_save_after_the_solve(flowgate, dwsim, host, save, saved):
+def saved_through_a_part_file(calls, target):
+    """One save, to a file beside the target with its extension, moved into place."""
+    (name, _, path, compressed), = [c for c in calls if c[0] == "SaveFlowsheet"]
+    assert (os.path.dirname(path), os.path.splitext(path)[1], compressed) == (str(target.parent), target.suffix, True)
+    assert target.exists() and not os.path.exists(path) and os.listdir(target.parent) == [target.name]
+
+
+@pytest.mark.parametrize("save", [None, "", 0, "out.dwxmz", Path("OUT.DWXML")])
+def test_save_after_the_solve(flowgate, dwsim, host, tmp_path, monkeypatch, save):
+    monkeypatch.chdir(tmp_path)
     dwsim.a.solver = lambda sim: None           # nothing reported is no error
     r = flowgate.solve_dwsim(fs_of(), {"ignored": 1}, save)
-    assert dwsim.a.calls == [("CalculateFlowsheet4", dwsim.a.sheets[0])] + (
-        [("SaveFlowsheet", dwsim.a.sheets[0], "out.dwxmz", True)] if saved else [])
+    assert dwsim.a.calls[0] == ("CalculateFlowsheet4", dwsim.a.sheets[0])
+    if save:
+        saved_through_a_part_file(dwsim.a.calls, tmp_path / save)
+    else:
+        assert len(dwsim.a.calls) == 1
     assert r["errors"] == [] and r == flowgate.solve_dwsim(fs_of(), aliases="x", save=None)
 
 
-def test_export_saves_unsolved_and_returns_the_notes(flowgate, dwsim, host):
-    assert flowgate.export(fs_of(), "some/where/model") == [   # no extension added
-        "not exported (no DWSIM block here): C (RADFRAC)"]
+def test_export_saves_unsolved_and_returns_the_notes(flowgate, dwsim, host, tmp_path):
+    target = tmp_path / "model.dwxmz"
+    assert flowgate.export(fs_of(), target) == ["not exported (no DWSIM block here): C (RADFRAC)"]
     sim = dwsim.a.sheets[0]
-    assert dwsim.a.calls == [("SaveFlowsheet", sim, "some/where/model", True)]   # nothing solved
+    assert [c[0] for c in dwsim.a.calls] == ["SaveFlowsheet"]   # nothing solved
+    saved_through_a_part_file(dwsim.a.calls, target)
     assert sim.objects["P"].Pout == 3e5
-    assert host.log.lines == [("info", "DWSIM model written to %s", "some/where/model")]
+    assert host.log.lines == [("info", "DWSIM model written to %s", str(target))]
+
+
+@pytest.mark.parametrize("name, error", [("model", ValueError), ("model.txt", ValueError), ("model.xml", ValueError),
+                                         ("folder.dwxmz", IsADirectoryError), ("no/such/m.dwxmz", FileNotFoundError),
+                                         (b"model.dwxmz", TypeError)])
+def test_a_target_dwsim_would_not_write_is_refused(flowgate, dwsim, host, tmp_path, name, error):
+    (tmp_path / "folder.dwxmz").mkdir()
+    target = name if isinstance(name, bytes) else str(tmp_path / name)
+    with pytest.raises(error):
+        flowgate.export(fs_of(), target)
+    with pytest.raises(error):
+        flowgate.solve_dwsim(fs_of(), save=target)
+    assert dwsim.a.sheets == [] and host.log.lines == []   # refused before anything is built
 
 
 @pytest.mark.parametrize("call, where, error", [
     ("solve_dwsim", "solve", ZeroDivisionError), ("solve_dwsim", "phases", TypeError),
-    ("solve_dwsim", "save", ZeroDivisionError), ("export", "save", ZeroDivisionError), ("export", "compound", ValueError),
+    ("export", "save", ZeroDivisionError), ("export", "compound", ValueError),
 ])
-def test_failures_pass_and_log_nothing(flowgate, dwsim, host, call, where, error):
+def test_failures_pass_and_log_nothing(flowgate, dwsim, host, tmp_path, monkeypatch, call, where, error):
     def solve(sim):
         if where == "phases":   # Phases can't be read: not guarded
             sim.objects["a"].__class__ = type("Broken", (type(sim.objects["a"]),), {"Phases": None})
@@ -100,7 +128,22 @@ def test_failures_pass_and_log_nothing(flowgate, dwsim, host, call, where, error
     dwsim.a.solver = solve
     if where == "save":
         dwsim.a.SaveFlowsheet = lambda *args: 1 / 0
+    monkeypatch.chdir(tmp_path)
     fs = fs_of(components=["WATER", "XENON" if where == "compound" else "ETHANOL"])
     with pytest.raises(error):
         flowgate.solve_dwsim(fs, save="x.dwxmz") if call == "solve_dwsim" else flowgate.export(fs, "x.dwxmz")
-    assert host.log.lines == []
+    # the solved flowsheet is saved before its streams are read
+    assert host.log.lines == [] and os.listdir(tmp_path) == (["x.dwxmz"] if where == "phases" else [])
+
+
+@pytest.mark.parametrize("failure", ["raises", "writes nothing"])
+def test_a_failed_save_leaves_the_old_file_and_the_solve_its_results(flowgate, dwsim, host, tmp_path, failure):
+    target = tmp_path / "x.dwxmz"
+    target.write_bytes(b"the good file")
+    dwsim.a.SaveFlowsheet = (lambda *args: 1 / 0) if failure == "raises" else (lambda sim, path, c: open(path, "wb").close())
+    with pytest.raises(ZeroDivisionError if failure == "raises" else OSError):
+        flowgate.export(fs_of(), target)
+    r = flowgate.solve_dwsim(fs_of(), save=target)
+    assert target.read_bytes() == b"the good file" and os.listdir(tmp_path) == ["x.dwxmz"]
+    assert r["streams"] and r["errors"][-1].startswith(f"the solved flowsheet was not saved to {target}: ")
+    assert ("error", "DWSIM: %s", r["errors"][-1]) in host.log.lines

@@ -3,6 +3,7 @@
 #include "access/automation.hpp"
 #include "access/surface.hpp"
 #include "export/build.hpp"
+#include "export/files.hpp"
 #include "frame/errors.hpp"
 #include "frame/process.hpp"
 #include "kinds/kind.hpp"
@@ -98,13 +99,21 @@ void read_blocks(py::handle fs, const py::dict& obj, py::dict& blocks) {
 
 }  // namespace
 
-py::dict solve_dwsim(py::handle fs, py::handle, py::handle save) {
+// A save that fails after a good solve keeps the results: its error joins
+// DWSIM's in the list the caller reads.
+void save_solved(py::handle a, py::handle sim, py::handle target, py::list& errors) {
+    py::object failure = exception_of([&] { save(a, sim, target); });
+    if (!failure.is_none()) errors.append(py::str("the solved flowsheet was not saved to {}: {}").format(target, failure));
+}
+
+py::dict solve_dwsim(py::handle fs, py::handle, py::handle save_to) {
     static const Name PP{"pp"}, COMPONENTS{"components"};
+    const py::object target = truthy(save_to) ? dwsim_target(save_to) : py::none();
     const Automation at = automation_state();
     Built built = build(fs, at);
 
     py::list errors = dwsim::calculate_flowsheet(at.a, built.sim);
-    if (truthy(save)) dwsim::save_flowsheet(at.a, built.sim, save);
+    if (!target.is_none()) save_solved(at.a, built.sim, target, errors);
     py::list comps = to_list(attr(attr(fs, PP), COMPONENTS));
     py::dict streams, blocks, results;
     results["streams"] = streams;
@@ -126,10 +135,11 @@ py::dict solve_dwsim(py::handle fs, py::handle, py::handle save) {
 }
 
 py::list export_file(py::handle fs, py::handle path) {
+    const py::object target = dwsim_target(path);
     const Automation at = automation_state();
     Built built = build(fs, at);
-    dwsim::save_flowsheet(at.a, built.sim, path);
-    log().attr("info")("DWSIM model written to %s", path);
+    save(at.a, built.sim, target);
+    log().attr("info")("DWSIM model written to %s", target);
     return built.notes;
 }
 

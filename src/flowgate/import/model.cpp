@@ -178,7 +178,8 @@ py::str model_name(py::handle path) {
 
 }  // namespace
 
-py::tuple import_model(py::handle path) {
+py::tuple import_model(py::handle path_like) {
+    const py::object path = py::module_::import("os").attr("fspath")(path_like);
     py::object databank_index = import_sibling("components", "databank_index");
     py::object a = automation()[0];  // only the instance: import needs no module
     py::object sim = dwsim::load_flowsheet(a, path);

@@ -7,14 +7,24 @@
 namespace flowgate {
 namespace {
 
+// Several feeds are mixed in front of the heater, which has one inlet.
 void translate(Sheet& s, const Block& b) {
+    note_outlets(s, FLASH2, b);
     py::object h = s.add(HEATER.object_type, b.x - py::int_(40), b.y, b.name + py::str("-H"));
     py::object mid = s.add(dwsim::MATERIAL_STREAM, b.x - py::int_(20), b.y, b.name + py::str("-F"));
     py::object v = s.add(FLASH2.object_type, b.x, b.y, b.name);
     s.obj[b.name] = v;
     s.obj[b.name + py::str("-H")] = h;
-    py::ssize_t j = 0;
-    for (py::handle stream : b.ins) s.connect(item(s.obj, stream), h, -1, j++);
+    if (py::len(b.ins) > 1) {
+        py::str what = py::str("block {!r}").format(b.name);
+        py::object tag = s.fresh(b.name + py::str("-M"), what);
+        py::object m = mix_inlets(s, b, tag, b.x - py::int_(70));
+        py::object mixed = s.add(dwsim::MATERIAL_STREAM, b.x - py::int_(55), b.y, s.fresh(tag + py::str("-OUT"), what));
+        s.connect(m, mixed);
+        s.connect(mixed, h, -1, 0);
+    } else if (py::len(b.ins) == 1) {
+        s.connect(item(s.obj, item(b.ins, py::int_(0))), h, -1, 0);
+    }
     s.connect(h, mid);
     s.connect(mid, v);
     s.energy(b.name, h);
@@ -41,7 +51,7 @@ py::dict readback(const Unit& u) {
 
 }  // namespace
 
-const Kind FLASH2{"FLASH2", Name{"Vessel"}, "Vessel", nullptr, 6, 3, Result::duty,
+const Kind FLASH2{"FLASH2", Name{"Vessel"}, "Vessel", nullptr, 6, 2, Result::duty,
                   {{"Q-", ""}, {"", "-H"}, {"", "-F"}}, translate, readback};
 
 }  // namespace flowgate

@@ -8,7 +8,7 @@ namespace {
 
 void translate(Sheet& s, const Block& b) {
     py::object o = add_unit(s, HEATER, b);
-    connect_single_inlet(s, b, o);
+    connect_single_inlet(s, HEATER, b, o);
     s.energy(b.name, o);
     heater(s.at.U, o, b.sp, b.pin, b.pout);
 }

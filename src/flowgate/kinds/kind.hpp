@@ -92,7 +92,7 @@ struct Kind {
     const char* dwsim_class;   // the class of that unit
     const char* also;          // another class read back as this kind, whose duty is
                                // the heat it removes (a Cooler), or nullptr
-    int inlets, outlets;       // material ports of the DWSIM unit
+    int inlets, outlets;       // material ports that the DWSIM unit offers the block
     Result result;
     std::vector<Affix> helpers;  // tags of the objects added beside the unit
     void (*translate)(Sheet&, const Block&);
@@ -115,9 +115,17 @@ std::vector<Row> classes_table();
 // Adds a unit of the block's kind at its place under its name; the unit.
 py::object add_unit(Sheet& s, const Kind& kind, const Block& b);
 
+// Adds the Mixer, tagged `tag` at `x`, that mixes the block's inlets; a chain
+// of them where there are more inlets than a Mixer has, each passing its mix
+// on to the next, the last being the one returned.
+py::object mix_inlets(Sheet& s, const Block& b, py::handle tag, py::handle x);
+
+// Names a block with more outlets than its DWSIM unit offers; those stay open.
+void note_outlets(Sheet& s, const Kind& kind, const Block& b);
+
 // Connects the first inlet only, with a note when there are more, and each
-// outlet at its host port number.
-void connect_single_inlet(Sheet& s, const Block& b, py::handle o);
+// outlet that the unit offers at its host port number.
+void connect_single_inlet(Sheet& s, const Kind& kind, const Block& b, py::handle o);
 
 // Mode and values of a DWSIM heater from a HEATER or FLASH2 specification.
 void heater(py::handle U, py::handle h, py::handle sp, py::handle pin, py::handle pout);

@@ -28,21 +28,21 @@ py::dict read(const Unit& u, const dwsim::PressureUnit& unit) {
 
 void translate_pump(Sheet& s, const Block& b) {
     py::object o = add_unit(s, PUMP, b);
-    connect_single_inlet(s, b, o);
+    connect_single_inlet(s, PUMP, b, o);
     s.energy(b.name, o);
     specify(s, b, o, dwsim::PUMP);
 }
 
 void translate_compressor(Sheet& s, const Block& b) {
     py::object o = add_unit(s, COMPR, b);
-    connect_single_inlet(s, b, o);
+    connect_single_inlet(s, COMPR, b, o);
     s.energy(b.name, o);
     specify(s, b, o, dwsim::COMPRESSOR);
 }
 
 void translate_valve(Sheet& s, const Block& b) {
     py::object o = add_unit(s, VALVE, b);
-    connect_single_inlet(s, b, o);
+    connect_single_inlet(s, VALVE, b, o);
     specify(s, b, o, dwsim::VALVE);
 }
 

@@ -26,13 +26,10 @@ py::dict outlet_zero_split(py::handle sp) {
 }
 
 void translate(Sheet& s, const Block& b) {
+    // Named before any connection is tried; outlets beyond the unit's two stay open.
     py::object o = add_unit(s, SEP, b);
-    connect_single_inlet(s, b, o);
-    const py::ssize_t outlets = py::len(b.outs);
-    if (outlets != 2) {
-        s.notes.append(py::str(b.name) + py::str(": SEP with ") + py::str(py::int_(outlets)) +
-                       py::str(" outlets (DWSIM: two)"));
-    }
+    if (py::len(b.outs) < 2) s.notes.append(py::str("{}: SEP with {} outlets (DWSIM: two)").format(b.name, py::len(b.outs)));
+    connect_single_inlet(s, SEP, b, o);
     dwsim::Separation sep = dwsim::import_separation();
     py::dict split = outlet_zero_split(b.sp);
     dwsim::clear_separation(o);

@@ -60,11 +60,20 @@ py::object add_unit(Sheet& s, const Kind& kind, const Block& b) {
     return o;
 }
 
-void connect_single_inlet(Sheet& s, const Block& b, py::handle o) {
+void note_outlets(Sheet& s, const Kind& kind, const Block& b) {
+    static const char* const COUNT[] = {"none", "one", "two", "three"};
+    const std::size_t n = py::len(b.outs);
+    if (n <= static_cast<std::size_t>(kind.outlets)) return;
+    s.notes.append(py::str("{}: {} with {} outlets (DWSIM: {})").format(b.name, kind.kind, n, COUNT[kind.outlets]));
+}
+
+void connect_single_inlet(Sheet& s, const Kind& kind, const Block& b, py::handle o) {
+    note_outlets(s, kind, b);
     if (truthy(b.ins)) s.connect(item(s.obj, item(b.ins, py::int_(0))), o, -1, 0);
     if (py::len(b.ins) > 1) s.note("%s: inlets after the first one are left out (mix them before)", b.name);
     py::ssize_t j = 0;
     for (py::handle stream : b.outs) {
+        if (j == kind.outlets) break;
         if (truthy(stream)) s.connect(o, s.outlet(stream), j, 0);
         ++j;
     }
