@@ -3,8 +3,9 @@ against flowsheets of the fake DWSIM (dwsim_fakes) as LoadFlowsheet would give t
 import pytest
 
 import kelvane.components
-from dwsim_fakes import (CLASSES, Automation, ComponentSeparationSpec, CoolerMode, FileNotFoundException, HeaterMode,
-                         ObjectType, SeparationSpec, Unit)
+from dwsim_fakes import (CLASSES, Automation, ComponentSeparationSpec, CompressorMode, CoolerMode,
+                         FileNotFoundException, HeaterMode, ObjectType, OpMode, PumpMode, SeparationSpec, Unit,
+                         ValveMode)
 
 WATER_ETHANOL = (("Water", "7732-18-5"), ("Ethanol", "64-17-5"))
 
@@ -43,10 +44,10 @@ def set_members(o, members):
             o.Ratios.Clear()
             for r in v:
                 o.Ratios.Add(r)
-        elif k == "ComponentSepSpecs":
-            for name, percent in v.items():
-                o.ComponentSepSpecs.Add(name, ComponentSeparationSpec(
-                    name, SeparationSpec.PercentInletMolarFlow, percent, "%"))
+        elif k == "ComponentSepSpecs":   # {key: percent}, or {key: (compound, kind, value)}
+            for key, entry in v.items():
+                name, kind, value = entry if isinstance(entry, tuple) else (key, "PercentInletMolarFlow", entry)
+                o.ComponentSepSpecs.Add(key, ComponentSeparationSpec(name, getattr(SeparationSpec, kind), value, "%"))
         else:
             setattr(o, k, v)
 
@@ -70,9 +71,10 @@ def load(flowgate, monkeypatch):
 
 def test_feeds_blocks_and_layout(load):
     p = Plant()
-    feed, pump = p.stream("F", T=350.0, P=2e5, F=2000.0, x=(0.25, 0.75)), p.unit("Pump", "P1", 10, 20.5, Pout=5e5)
-    mid, valve, out, q = p.stream("M"), p.unit("Valve", "V1", OutletPressure=1e5), p.stream("P"), p.unit(
-        "EnergyStream", "Q-P1")
+    feed = p.stream("F", T=350.0, P=2e5, F=2000.0, x=(0.25, 0.75))
+    pump = p.unit("Pump", "P1", 10, 20.5, CalcMode=PumpMode.OutletPressure, Pout=5e5)
+    mid, out, q = p.stream("M"), p.stream("P"), p.unit("EnergyStream", "Q-P1")
+    valve = p.unit("Valve", "V1", CalcMode=ValveMode.OutletPressure, OutletPressure=1e5)
     p.link(feed, 0, pump, 0), p.link(pump, 0, mid, 0), p.link(mid, 0, valve, 0), p.link(valve, 0, out, 0)
     p.link(q, -1, pump, -1)                  # lands on the pump's energy port, 1
     model, notes = load(p)
@@ -129,14 +131,14 @@ def test_connection_walk_skips_free_and_dangling_ports(load):
     mx = p.unit("Mixer", "MX")
     p.link(c, 0, mx, 0)
     p.sim.attach(c.GraphicObject, 0, mx.GraphicObject, 1)     # as a file may hold it: the same stream twice
-    rec, out = p.unit("Recycle", "REC"), p.stream("OUT")
-    p.link(rec, 0, out, 0)                   # fed by a unit without a block: no feed
+    rec, out = p.unit("Recycle", "REC"), p.stream("OUT", T=320.0)
+    p.link(rec, 0, out, 0)                   # a Recycle with nothing on its inlet cuts nothing: OUT is fed
     p.unit("EnergyStream", "E")
     model, notes = load(p)
     assert model["blocks"]["SP"] == {"kind": "FSPLIT", "in": ["F"], "out": ["A", "B"], "frac": [0.35]}
     assert model["blocks"]["MX"] == {"kind": "MIXER", "in": ["C", "C"], "out": []}
-    assert set(model["feeds"]) == {"F", "C"}
-    assert notes == ["REC (Recycle): no Kelvane block"]
+    assert set(model["feeds"]) == {"F", "C", "OUT"} and model["feeds"]["OUT"]["T"] == 320.0
+    assert notes == []
 
 
 @pytest.mark.parametrize("cls, members, spec", [
@@ -165,6 +167,49 @@ def test_specifications(load, cls, members, spec):
     entry = model["blocks"]["U"]
     assert {k: v for k, v in entry.items() if k not in ("kind", "in", "out")} == spec
     assert list(entry)[3:] == list(spec)
+
+
+OTHER_MODE = "U: mode %s has no Kelvane equivalent; the %s DWSIM calculated %s taken"
+
+
+# The mode decides what is specified; a result is no specification. Streams F (in),
+# A (outlet 0, at 1.7 bar) and B (outlet 1) hold their stored states.
+@pytest.mark.parametrize("cls, members, spec, note", [
+    ("Pump", {"CalcMode": PumpMode.OutletPressure, "Pout": 4e5}, {"P": 4e5, "efficiency": 0.75}, None),
+    ("Pump", {"CalcMode": PumpMode.Delta_P, "DeltaP": 3e5, "Pout": 4e5}, {"dP": -3e5, "efficiency": 0.75}, None),
+    ("Pump", {"CalcMode": PumpMode.Power, "Pout": 4e5}, {"P": 1.7e5, "efficiency": 0.75},
+     OTHER_MODE % ("Power", "outlet pressure", "is")),
+    ("Compressor", {"CalcMode": CompressorMode.PressureRatio, "PressureRatio": 2.5, "POut": 9e5},
+     {"ratio": 2.5, "efficiency": 0.75}, None),
+    ("Compressor", {"CalcMode": CompressorMode.Delta_P, "DeltaP": 2e5}, {"dP": -2e5, "efficiency": 0.75}, None),
+    ("Valve", {"CalcMode": ValveMode.DeltaP, "DeltaP": 5e4, "OutletPressure": 3e5}, {"dP": 5e4}, None),
+    ("Valve", {"CalcMode": ValveMode.Kv_Liquid, "OutletPressure": 3e5}, {"P": 1.7e5},
+     OTHER_MODE % ("Kv_Liquid", "outlet pressure", "is")),
+    ("Heater", {"CalcMode": HeaterMode.TemperatureChange, "DeltaQ": 2.0}, {"dP": 0.0, "duty": 2000.0},
+     OTHER_MODE % ("TemperatureChange", "duty", "is")),
+    ("Cooler", {"CalcMode": CoolerMode.EnergyStream, "DeltaQ": 2.0}, {"dP": 0.0, "duty": -2000.0},
+     OTHER_MODE % ("EnergyStream", "duty", "is")),
+    # a separator's entries by their compound, for the outlet they name; a flow spec is no share
+    ("ComponentSeparator", {"ComponentSepSpecs": {"k1": ("Ethanol", "PercentInletMolarFlow", 30.0),
+                                                  "k2": ("Water", "PercentInletMassFlow", 80.0)}},
+     {"split": {0: {1: 0.3, 0: 0.8}}}, None),
+    ("ComponentSeparator", {"SpecifiedStreamIndex": 1, "ComponentSepSpecs": {"Water": 80.0, "Xenon": 50.0}},
+     {"split": {0: {0: pytest.approx(0.2)}}}, None),
+    ("ComponentSeparator", {"ComponentSepSpecs": {"Water": ("Water", "MolarFlow", 100.0), "Ethanol": 10.0}},
+     {"split": {0: {0: 0.25, 1: 0.1}}}, "U: a flow specification is read as the share of the inlet it gave"),
+    ("Splitter", {"OperationMode": OpMode.StreamMoleFlowSpec, "Ratios": [0.9, 0.1, 0.0]}, {"frac": [0.5]},
+     OTHER_MODE % ("fixed outlet flows", "ratios", "are")),
+])
+def test_specifications_by_mode(load, cls, members, spec, note):
+    p = Plant()
+    f, unit = p.stream("F", F=1000.0, x=(0.8, 0.2)), p.unit(cls, "U", **members)
+    a, b = p.stream("A", P=1.7e5, F=500.0, x=(0.4, 0.6)), p.stream("B", F=500.0, x=(1.2, -0.2))
+    p.link(f, 0, unit, 0), p.link(unit, 0, a, 0)
+    if cls in ("Splitter", "ComponentSeparator"):
+        p.link(unit, 1, b, 0)
+    model, notes = load(p)
+    assert {k: v for k, v in model["blocks"]["U"].items() if k not in ("kind", "in", "out")} == spec
+    assert notes == ([note] if note else [])
 
 
 def test_a_unit_without_mode_or_drop_reads_as_a_heat_duty(flowgate):
@@ -207,7 +252,7 @@ def test_vessel_with_a_second_inlet_stays_unmerged(load):
 
 def test_failures_pass_unchanged(flowgate, load):
     p = Plant()
-    f, valve, a = p.stream("F"), p.unit("Valve", "V", OutletPressure=None), p.stream("A")   # a nullable left unset
+    f, valve, a = p.stream("F"), p.unit("Valve", "V", CalcMode=ValveMode.OutletPressure, OutletPressure=None), p.stream("A")   # a nullable left unset
     p.link(f, 0, valve, 0), p.link(valve, 0, a, 0)
     with pytest.raises(TypeError):
         load(p)

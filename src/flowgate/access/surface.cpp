@@ -33,6 +33,8 @@ const Name OverrideT{"OverrideT"}, OverrideP{"OverrideP"}, FlashTemperature{"Fla
 const Name Ratios{"Ratios"}, ComponentSepSpecs{"ComponentSepSpecs"}, SpecValue{"SpecValue"},
     SpecifiedStreamIndex{"SpecifiedStreamIndex"}, PercentInletMolarFlow{"PercentInletMolarFlow"};
 const Name Heater{"Heater"}, Efficiency{"Efficiency"}, AdiabaticEfficiency{"AdiabaticEfficiency"};
+const Name PressureRatio{"PressureRatio"}, OperationMode{"OperationMode"}, SepSpec{"SepSpec"},
+    ComponentID{"ComponentID"};
 const Name Molar_Weight{"Molar_Weight"}, ConvergenceParameters{"ConvergenceParameters"}, VazaoMassica{"VazaoMassica"},
     Temperatura{"Temperatura"}, MaximumIterations{"MaximumIterations"};
 
@@ -48,14 +50,16 @@ const Name MATERIAL_STREAM{"MaterialStream"}, ENERGY_STREAM{"EnergyStream"};
 const Name RECYCLE{"OT_Recycle"};
 const char* const MATERIAL_STREAM_CLASS = "MaterialStream";
 const char* const ENERGY_STREAM_CLASS = "EnergyStream";
+const char* const RECYCLE_CLASS = "Recycle";
+const char* const ENERGY_RECYCLE_CLASS = "EnergyRecycle";
 
 const HeaterMode OUTLET_TEMPERATURE{Name{"OutletTemperature"}, Name{"OutletTemperature"}};
 const HeaterMode OUTLET_VAPOUR_FRACTION{Name{"OutletVaporFraction"}, Name{"OutletVaporFraction"}};
 const HeaterMode HEAT_ADDED{Name{"HeatAdded"}, Name{"DeltaQ"}};
 
-const PressureUnit PUMP{Name{"Pump"}, Name{"Pout"}, &Efficiency};
-const PressureUnit COMPRESSOR{Name{"Compressor"}, Name{"POut"}, &AdiabaticEfficiency};
-const PressureUnit VALVE{Name{"Valve"}, Name{"OutletPressure"}, nullptr};
+const PressureUnit PUMP{Name{"Pump"}, Name{"Pout"}, &Efficiency, "Delta_P", nullptr};
+const PressureUnit COMPRESSOR{Name{"Compressor"}, Name{"POut"}, &AdiabaticEfficiency, "Delta_P", "PressureRatio"};
+const PressureUnit VALVE{Name{"Valve"}, Name{"OutletPressure"}, nullptr, "DeltaP", nullptr};
 
 py::object create_flowsheet(py::handle a) { return call_method(a, CreateFlowsheet); }
 
@@ -214,13 +218,19 @@ py::object delta_q(py::handle unit) { return attr_or(unit, DeltaQ); }
 // A vessel has no DeltaP.
 py::object delta_p(py::handle unit) { return attr_or(unit, DeltaP); }
 
+py::str mode_name(py::handle unit) { return py::str(attr_or(unit, CalcMode, py::str(""))); }
+
 // The mode is read as text; a unit without one reads as "".
-const HeaterMode& heater_mode(py::handle unit) {
-    py::str mode(attr_or(unit, CalcMode, py::str("")));
+const HeaterMode* heater_mode(py::handle unit) {
+    static const char* const HEAT[] = {"", "HeatAdded", "HeatRemoved", "HeatAddedRemoved"};
+    py::str mode = mode_name(unit);
     for (const HeaterMode* m : {&OUTLET_TEMPERATURE, &OUTLET_VAPOUR_FRACTION}) {
-        if (mode.contains(m->mode.get())) return *m;
+        if (equal(mode, m->mode)) return m;
     }
-    return HEAT_ADDED;
+    for (const char* heat : HEAT) {
+        if (equal(mode, heat)) return &HEAT_ADDED;
+    }
+    return nullptr;
 }
 
 void set_heater_mode(py::handle heater, py::handle U, const HeaterMode& mode) {
@@ -259,6 +269,18 @@ py::object outlet_pressure(py::handle unit, const PressureUnit& kind) { return a
 
 py::object efficiency(py::handle unit, const PressureUnit& kind) { return attr(unit, *kind.efficiency); }
 
+PressureMode pressure_mode(py::handle unit, const PressureUnit& kind) {
+    py::str mode = mode_name(unit);
+    if (equal(mode, OutletPressureMode)) return PressureMode::outlet;
+    if (kind.by_difference != nullptr && equal(mode, kind.by_difference)) return PressureMode::difference;
+    if (kind.by_ratio != nullptr && equal(mode, kind.by_ratio)) return PressureMode::ratio;
+    return PressureMode::other;
+}
+
+py::object pressure_difference(py::handle unit) { return attr(unit, DeltaP); }
+
+py::object pressure_ratio(py::handle unit) { return attr(unit, PressureRatio); }
+
 // Set on the object read and written back: right whether DWSIM holds the
 // parameters as a class or as a structure.
 void set_recycle_tolerances(py::handle recycle, py::handle kg_per_s, py::handle kelvin) {
@@ -276,6 +298,12 @@ void add_ratio(py::handle splitter, py::handle fraction) { call_method(attr(spli
 
 py::object ratios(py::handle splitter) { return attr(splitter, Ratios); }
 
+// A splitter without the member is one of ratios, DWSIM's default.
+bool splits_by_ratio(py::handle splitter) {
+    py::object mode = attr_or(splitter, OperationMode);
+    return mode.is_none() || equal(py::str(mode), "SplitRatios");
+}
+
 Separation import_separation() {
     constexpr const char* AUXILIARY = "DWSIM.UnitOperations.UnitOperations.Auxiliary";
     py::object spec = import_from(AUXILIARY, "ComponentSeparationSpec");
@@ -291,12 +319,24 @@ void add_separation(py::handle separator, const Separation& sep, py::handle name
 
 void separate_outlet_zero(py::handle separator) { set_attr(separator, SpecifiedStreamIndex, py::int_(0)); }
 
-std::vector<py::object> separation_values(py::handle separator) {
+std::vector<SeparationEntry> separation_entries(py::handle separator) {
+    static const char* const PERCENT[] = {"PercentInletMolarFlow", "PercentInletMassFlow"};
     py::object specs = attr(separator, ComponentSepSpecs);
     py::object names = collection(specs, Keys);
-    std::vector<py::object> values;
-    for (py::handle key : names) values.push_back(attr(item(specs, key), SpecValue));
-    return values;
+    std::vector<SeparationEntry> entries;
+    for (py::handle key : names) {
+        py::object entry = item(specs, key);
+        py::object kind = attr_or(entry, SepSpec);  // a percentage where DWSIM's entry holds no kind
+        bool percent = kind.is_none();
+        for (const char* p : PERCENT) percent = percent || equal(py::str(kind), p);
+        entries.push_back({attr_or(entry, ComponentID, key), percent ? attr(entry, SpecValue) : py::none()});
+    }
+    return entries;
+}
+
+bool separates_outlet_zero(py::handle separator) {
+    py::object index = attr_or(separator, SpecifiedStreamIndex, py::int_(0));
+    return !truthy(index);
 }
 
 }  // namespace flowgate::dwsim

@@ -74,9 +74,12 @@ py::object graphic_object(py::handle o);
 // The name of its .NET class.
 py::str class_name(py::handle o);
 
-// The classes of the two kinds of stream.
+// The classes of the two kinds of stream, and of the blocks that close a
+// loop of material and of energy.
 extern const char* const MATERIAL_STREAM_CLASS;
 extern const char* const ENERGY_STREAM_CLASS;
+extern const char* const RECYCLE_CLASS;
+extern const char* const ENERGY_RECYCLE_CLASS;
 
 // Drawing objects.
 
@@ -163,10 +166,15 @@ extern const HeaterMode HEAT_ADDED;              // kW
 
 void set_heater_mode(py::handle heater, py::handle U, const HeaterMode& mode);
 
-// The mode of a heater or cooler whose value it holds, by the text of its
-// calculation mode (the enums of both classes share these words): outlet
-// temperature, outlet vapour fraction, or HEAT_ADDED for any other mode.
-const HeaterMode& heater_mode(py::handle unit);
+// The mode of a heater or cooler, by the name of its calculation mode (the
+// enums of both classes share these words; a cooler's heat is removed):
+// outlet temperature, outlet vapour fraction, heat (also for a unit without
+// a mode), or nullptr for a mode the host has no such block for (a
+// temperature change, an energy stream).
+const HeaterMode* heater_mode(py::handle unit);
+
+// The text of a unit's calculation mode, for the notes.
+py::str mode_name(py::handle unit);
 void set_heater_value(py::handle heater, const HeaterMode& mode, py::handle value);
 py::object heater_value(py::handle heater, const HeaterMode& mode);
 void set_pressure_drop(py::handle heater, py::handle pascal);
@@ -179,12 +187,15 @@ py::object flash_temperature(py::handle vessel);
 py::object flash_pressure(py::handle vessel);
 
 // A unit run at a given outlet pressure: the class whose CalculationMode
-// holds OutletPressure, and the members of its outlet pressure (Pa) and of
-// its efficiency (percent; none for a valve).
+// holds OutletPressure, the members of its outlet pressure (Pa) and of its
+// efficiency (percent; none for a valve), and the names of its modes that
+// fix the pressure some other way (nullptr where it has none).
 struct PressureUnit {
     Name mode_class;
     Name outlet;
     const Name* efficiency;
+    const char* by_difference;  // DeltaP: a rise for a pump or compressor, a drop for a valve
+    const char* by_ratio;       // PressureRatio
 };
 extern const PressureUnit PUMP;
 extern const PressureUnit COMPRESSOR;
@@ -195,6 +206,12 @@ void set_outlet_pressure(py::handle unit, const PressureUnit& kind, py::handle p
 void set_efficiency(py::handle unit, const PressureUnit& kind, py::handle percent);
 py::object outlet_pressure(py::handle unit, const PressureUnit& kind);
 py::object efficiency(py::handle unit, const PressureUnit& kind);
+
+// How a pump, compressor or valve fixes its outlet pressure.
+enum class PressureMode { outlet, difference, ratio, other };
+PressureMode pressure_mode(py::handle unit, const PressureUnit& kind);
+py::object pressure_difference(py::handle unit);  // DeltaP, Pa
+py::object pressure_ratio(py::handle unit);       // PressureRatio
 
 // Recycle: the block that cuts a loop, with the tolerances of its
 // convergence test (kg/s of the component mass flows, K) and its limit of
@@ -207,6 +224,9 @@ void set_recycle_iterations(py::handle recycle, py::handle passes);
 void clear_ratios(py::handle splitter);
 void add_ratio(py::handle splitter, py::handle fraction);
 py::object ratios(py::handle splitter);
+
+// Whether a splitter splits by its ratios (its other modes fix outlet flows).
+bool splits_by_ratio(py::handle splitter);
 
 // Component separator: the classes of its entries, imported when first needed.
 struct Separation {
@@ -221,7 +241,16 @@ void clear_separation(py::handle separator);
 void add_separation(py::handle separator, const Separation& sep, py::handle name, py::handle percent);
 void separate_outlet_zero(py::handle separator);
 
-// The values of its entries (percent), in the order of their keys.
-std::vector<py::object> separation_values(py::handle separator);
+// Its entries in the order of their keys: the compound, and the value as a
+// percentage of the compound's inlet flow, or None where the entry fixes a
+// flow instead.
+struct SeparationEntry {
+    py::object compound;
+    py::object percent;
+};
+std::vector<SeparationEntry> separation_entries(py::handle separator);
+
+// Whether the entries are those of outlet 0 (else of outlet 1).
+bool separates_outlet_zero(py::handle separator);
 
 }  // namespace flowgate::dwsim

@@ -5,7 +5,10 @@
 #include "frame/process.hpp"
 #include "frame/tables.hpp"
 #include "import/connections.hpp"
+#include "import/fold.hpp"
 #include "kinds/kind.hpp"
+
+#include <vector>
 
 namespace flowgate {
 namespace {
@@ -18,6 +21,8 @@ struct Object {
     py::object graphic, o;
     py::str class_name;
 };
+
+using Objects = std::vector<std::pair<py::str, Object>>;
 
 // {CAS number: databank alias}; a later entry with the same number wins.
 py::dict cas_aliases(py::handle databank) {
@@ -78,34 +83,46 @@ py::object method_of(py::handle sim, py::list& notes) {
     return back[dw];
 }
 
-// The objects of the file by tag; a later tag replaces an earlier one in its place.
-std::vector<std::pair<py::str, Object>> objects_of(py::handle sim) {
-    std::vector<std::pair<py::str, Object>> objs;
-    py::dict index;
+// The objects of the file by tag; a later tag replaces an earlier one in its
+// place, and the notes name the tags that several objects bear.
+Objects objects_of(py::handle sim, py::list& notes) {
+    Objects objs;
+    py::dict index, count;
     for (dwsim::Entry& e : dwsim::simulation_objects(sim)) {
         py::str tag = dwsim::tag(e.graphic);
         Object object{e.graphic, e.object, dwsim::class_name(e.object)};
         if (index.contains(tag)) {
             objs[py::cast<std::size_t>(index[tag])].second = object;
+            count[tag] = py::int_(py::cast<long>(count[tag]) + 1);
         } else {
             index[tag] = py::int_(objs.size());
+            count[tag] = py::int_(1);
             objs.emplace_back(tag, object);
         }
     }
+    for (auto kv : count) {
+        if (py::cast<long>(kv.second) > 1) {
+            notes.append(py::str("{} objects are tagged {!r}; the last of them is read").format(kv.second, kv.first));
+        }
+    }
     return objs;
+}
+
+bool is_class(const py::dict& classes, py::handle tag, const char* cls) {
+    py::object found = get(classes, tag);
+    return !found.is_none() && equal(found, cls);
 }
 
 // The tags of `conns` that name material streams of the file.
 py::list streams_only(const py::list& tags, const py::dict& classes) {
     py::list kept;
     for (py::handle tag : tags) {
-        py::object cls = get(classes, tag);
-        if (!cls.is_none() && equal(cls, dwsim::MATERIAL_STREAM_CLASS)) kept.append(tag);
+        if (is_class(classes, tag, dwsim::MATERIAL_STREAM_CLASS)) kept.append(tag);
     }
     return kept;
 }
 
-// T, P and component flows (kmol/s) of a stream with nothing on its inlet.
+// T, P and component flows (kmol/s) of a stream as the file holds it.
 py::dict feed(py::handle o, const py::list& order) {
     py::list x;
     py::object composition = dwsim::overall_composition(o);
@@ -122,11 +139,34 @@ py::dict feed(py::handle o, const py::list& order) {
     return entry;
 }
 
-py::dict block(const Kind& kind, const Object& object, const py::dict& objs, const py::dict& classes,
-               const py::list& order) {
-    py::list ins = streams_only(conns(object.graphic, dwsim::Side::in), classes);
-    py::list outs = streams_only(conns(object.graphic, dwsim::Side::out), classes);
-    py::dict spec = kind.readback(Unit{object.o, objs, ins, outs, order});
+// A stream is a feed of the host when nothing is attached on its inlet, or
+// when what is attached is a unit that the host has no block for: then its
+// state as DWSIM stored it stands for that unit's work.
+bool is_feed(const Object& stream, const py::dict& classes) {
+    auto from = dwsim::connections(stream.graphic, dwsim::Side::in);
+    if (from.empty()) return true;
+    py::object cls = get(classes, from.front().tag);
+    if (cls.is_none()) return false;
+    return kind_of_class(cls) == nullptr && !equal(cls, dwsim::RECYCLE_CLASS) &&
+           !equal(cls, dwsim::MATERIAL_STREAM_CLASS) && !equal(cls, dwsim::ENERGY_STREAM_CLASS);
+}
+
+// What the file's objects are to the host, while they are read.
+struct Reading {
+    py::dict objs, classes;
+    py::list order, names, notes;
+    py::dict feeds, blocks, layout;
+    std::vector<Recycle> recycles;
+};
+
+void read_block(Reading& r, const Kind& kind, py::handle tag, const Object& object) {
+    py::list ins = streams_only(conns(object.graphic, dwsim::Side::in), r.classes);
+    py::list outs = streams_only(conns(object.graphic, dwsim::Side::out), r.classes);
+    Unit unit{object.o, r.objs, ins, outs, r.order};
+    unit.tag = py::reinterpret_borrow<py::object>(tag);
+    unit.names = r.names;
+    unit.notes = r.notes;
+    py::dict spec = kind.readback(unit);
     // A cooler's duty is the heat it removes.
     if (kind.also != nullptr && equal(object.class_name, kind.also) && spec.contains("duty")) {
         spec["duty"] = steal_or_throw(PyNumber_Negative(py::object(spec["duty"]).ptr()));
@@ -135,38 +175,33 @@ py::dict block(const Kind& kind, const Object& object, const py::dict& objs, con
     entry["kind"] = py::str(kind.kind);
     entry["in"] = ins;
     entry["out"] = outs;
-    for (auto item : spec) entry[item.first] = item.second;
-    return entry;
+    for (auto kv : spec) entry[kv.first] = kv.second;
+    r.blocks[tag] = entry;
+    auto [x, y] = dwsim::position(object.graphic);
+    r.layout[tag] = py::list(py::make_tuple(to_float(x), to_float(y)));
 }
 
-// A FLASH2 written as heater "<name>-H", stream and vessel "<name>" becomes
-// one block again: the heater's inlets and specification, the vessel's
-// outlets, its position, and its pressure where it fixes one.
-void merge_flash_heaters(py::dict& blocks, py::dict& layout) {
-    py::list snapshot(blocks.attr("items")());
-    for (py::handle entry : snapshot) {
-        auto [name, b] = unpack2(entry);
-        py::str heater_name = py::str(name) + py::str("-H");
-        py::object h = get(blocks, heater_name);
-        if (!equal(item(b, py::str("kind")), FLASH2.kind) || h.is_none() || !equal(item(h, py::str("kind")), HEATER.kind) ||
-            !equal(item(h, py::str("out")), item(b, py::str("in")))) {
-            continue;
+// A unit the host has no block for: named, with its outlets that became feeds.
+void read_other(Reading& r, py::handle tag, const Object& object) {
+    py::list fed = streams_only(conns(object.graphic, dwsim::Side::out), r.classes);
+    py::str note = py::str("{} ({}): no Kelvane block").format(tag, object.class_name);
+    if (!fed.empty()) note = note + py::str("; feeds with the state DWSIM stored: ") + py::str(", ").attr("join")(fed);
+    r.notes.append(note);
+}
+
+void read_objects(Reading& r, const Objects& objects) {
+    for (const auto& [tag, object] : objects) {
+        const py::str& cls = object.class_name;
+        if (equal(cls, dwsim::MATERIAL_STREAM_CLASS)) {
+            if (is_feed(object, r.classes)) r.feeds[tag] = feed(object.o, r.order);
+        } else if (const Kind* kind = kind_of_class(cls)) {
+            read_block(r, *kind, tag, object);
+        } else if (equal(cls, dwsim::RECYCLE_CLASS)) {
+            r.recycles.push_back({tag, streams_only(conns(object.graphic, dwsim::Side::in), r.classes),
+                                  streams_only(conns(object.graphic, dwsim::Side::out), r.classes)});
+        } else if (!equal(cls, dwsim::ENERGY_STREAM_CLASS) && !equal(cls, dwsim::ENERGY_RECYCLE_CLASS)) {
+            read_other(r, tag, object);
         }
-        py::object pv = get(b, py::str("P"));
-        py::dict merged;
-        merged["kind"] = py::str(FLASH2.kind);
-        merged["in"] = item(h, py::str("in"));
-        merged["out"] = item(b, py::str("out"));
-        for (auto kv : py::dict(h)) {
-            if (!equal(kv.first, "kind") && !equal(kv.first, "in") && !equal(kv.first, "out")) merged[kv.first] = kv.second;
-        }
-        if (!pv.is_none()) {
-            merged["P"] = pv;
-            merged.attr("pop")("dP", py::none());
-        }
-        blocks[name] = merged;
-        blocks.attr("pop")(heater_name);
-        layout.attr("pop")(heater_name, py::none());
     }
 }
 
@@ -185,51 +220,42 @@ py::tuple import_model(py::handle path_like) {
     py::object sim = dwsim::load_flowsheet(a, path);
     py::dict by_cas = cas_aliases(databank_index());
 
-    py::list notes;
+    Reading r;
     py::object selected = dwsim::selected_compounds(sim);
-    py::dict comps = components(selected, by_cas, notes);
-    py::object method = method_of(sim, notes);
+    py::dict comps = components(selected, by_cas, r.notes);
+    py::object method = method_of(sim, r.notes);
 
-    py::list order;
-    py::object names = dwsim::keys(selected);
-    for (py::handle name : names) order.append(item(comps, py::str(name))[py::int_(0)]);
-    const auto objects = objects_of(sim);
-    py::dict objs, classes;
-    for (const auto& [tag, object] : objects) {
-        objs[tag] = object.o;
-        classes[tag] = object.class_name;
+    py::object keys = dwsim::keys(selected);
+    for (py::handle name : keys) {
+        r.order.append(item(comps, py::str(name))[py::int_(0)]);
+        r.names.append(py::str(name));
     }
-
+    const Objects objects = objects_of(sim, r.notes);
+    for (const auto& [tag, object] : objects) {
+        r.objs[tag] = object.o;
+        r.classes[tag] = object.class_name;
+    }
     py::dict aliases;
     for (auto kv : comps) {
         auto [id, alias] = unpack2(kv.second);
         aliases[id] = alias;
     }
-    py::dict property, feeds, blocks, layout_blocks, layout;
+
+    read_objects(r, objects);
+    fold(r.blocks, r.layout, r.feeds, r.recycles, [&](py::handle tag) { return feed(item(r.objs, tag), r.order); },
+         r.notes);
+
+    py::dict property, layout;
     property["method"] = method;
     property["components"] = aliases;
-    layout["blocks"] = layout_blocks;
+    layout["blocks"] = r.layout;
     py::dict model;
     model["name"] = model_name(path);
     model["property"] = property;
-    model["feeds"] = feeds;
-    model["blocks"] = blocks;
+    model["feeds"] = r.feeds;
+    model["blocks"] = r.blocks;
     model["layout"] = layout;
-
-    for (const auto& [tag, object] : objects) {
-        if (equal(object.class_name, dwsim::MATERIAL_STREAM_CLASS) && dwsim::connections(object.graphic, dwsim::Side::in).empty()) {
-            feeds[tag] = feed(object.o, order);
-        } else if (const Kind* kind = kind_of_class(object.class_name)) {
-            blocks[tag] = block(*kind, object, objs, classes, order);
-            auto [x, y] = dwsim::position(object.graphic);
-            layout_blocks[tag] = py::list(py::make_tuple(to_float(x), to_float(y)));
-        } else if (!equal(object.class_name, dwsim::MATERIAL_STREAM_CLASS) &&
-                   !equal(object.class_name, dwsim::ENERGY_STREAM_CLASS)) {
-            notes.append(py::str("{} ({}): no Kelvane block").format(tag, object.class_name));
-        }
-    }
-    merge_flash_heaters(blocks, layout_blocks);
-    return py::make_tuple(model, notes);
+    return py::make_tuple(model, r.notes);
 }
 
 }  // namespace flowgate

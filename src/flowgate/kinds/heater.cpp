@@ -13,7 +13,7 @@ void translate(Sheet& s, const Block& b) {
     heater(s.at.U, o, b.sp, b.pin, b.pout);
 }
 
-py::dict readback(const Unit& u) { return heater_spec(u.o); }
+py::dict readback(const Unit& u) { return heater_spec(u); }
 
 }  // namespace
 

@@ -74,6 +74,16 @@ struct Unit {
     py::object objs;             // {tag: concrete object} of the file
     py::object ins, outs;        // its material streams' tags
     py::object order;            // component identifiers in composition order
+    py::object tag = py::str("");  // for the notes
+    py::list names{};            // DWSIM compound names in composition order; empty: match by position
+    py::list notes{};            // where a mode has no host equivalent
+
+    // `fmt` with the unit's tag (and `more`, where given) filled in, into the notes.
+    void note(const char* fmt, py::handle more = py::handle()) const;
+
+    // The stored state of one of its streams: total molar flow (mol/s) and
+    // composition; nothing where the tag names no object of the file.
+    bool flows_of(py::handle tag, std::vector<double>& component_flows) const;
 };
 
 // Which key a block's result has: the heat of a unit, or the power of a machine.

@@ -2,6 +2,7 @@
 // pressure sweep gave; there is no default for one that it did not reach.
 #include "access/surface.hpp"
 #include "kinds/kind.hpp"
+#include "kinds/readback.hpp"
 
 namespace flowgate {
 namespace {
@@ -18,10 +19,30 @@ void specify(const Sheet& s, const Block& b, py::handle o, const dwsim::Pressure
     }
 }
 
-// Outlet pressure and, where the unit has one, its efficiency.
-py::dict read(const Unit& u, const dwsim::PressureUnit& unit) {
+// The outlet pressure as the unit's mode fixes it: "P", a difference as
+// "dP" (a drop; a pump's or compressor's rise is a negative one), or "ratio".
+// An outlet pressure that is only a result is no specification: where the
+// mode has no host equivalent, the pressure DWSIM calculated for the outlet
+// is taken, and the notes say so.
+py::dict read(const Unit& u, const dwsim::PressureUnit& unit, double rise) {
     py::dict spec;
-    spec["P"] = to_float(dwsim::outlet_pressure(u.o, unit));
+    switch (dwsim::pressure_mode(u.o, unit)) {
+        case dwsim::PressureMode::outlet:
+            spec["P"] = to_float(dwsim::outlet_pressure(u.o, unit));
+            break;
+        case dwsim::PressureMode::difference:
+            spec["dP"] = py::float_(rise * as_double(or_zero(dwsim::pressure_difference(u.o))));
+            break;
+        case dwsim::PressureMode::ratio:
+            spec["ratio"] = to_float(dwsim::pressure_ratio(u.o));
+            break;
+        case dwsim::PressureMode::other: {
+            u.note("%s: mode %s has no Kelvane equivalent; the outlet pressure DWSIM calculated is taken",
+                   dwsim::mode_name(u.o));
+            py::object out = truthy(u.outs) ? get(u.objs, item(u.outs, py::int_(0))) : py::none();
+            spec["P"] = to_float(out.is_none() ? dwsim::outlet_pressure(u.o, unit) : dwsim::pressure(out));
+        }
+    }
     if (unit.efficiency != nullptr) spec["efficiency"] = py::float_(as_double(dwsim::efficiency(u.o, unit)) / PERCENT);
     return spec;
 }
@@ -46,9 +67,9 @@ void translate_valve(Sheet& s, const Block& b) {
     specify(s, b, o, dwsim::VALVE);
 }
 
-py::dict read_pump(const Unit& u) { return read(u, dwsim::PUMP); }
-py::dict read_compressor(const Unit& u) { return read(u, dwsim::COMPRESSOR); }
-py::dict read_valve(const Unit& u) { return read(u, dwsim::VALVE); }
+py::dict read_pump(const Unit& u) { return read(u, dwsim::PUMP, -1.0); }
+py::dict read_compressor(const Unit& u) { return read(u, dwsim::COMPRESSOR, -1.0); }
+py::dict read_valve(const Unit& u) { return read(u, dwsim::VALVE, 1.0); }
 
 }  // namespace
 

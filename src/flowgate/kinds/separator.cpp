@@ -42,14 +42,44 @@ void translate(Sheet& s, const Block& b) {
     s.energy(b.name, o, false);
 }
 
-// Each entry's value as a fraction of its compound's inlet flow to outlet 0,
-// by the entry's position among the unit's own entries.
-py::dict readback(const Unit& u) {
-    py::dict split;
+// The position of an entry's compound in the flowsheet's order; without the
+// names, the entry's own position.
+long position_of(const Unit& u, py::handle compound, long own) {
+    if (py::len(u.names) == 0) return own;
     long i = 0;
-    for (const py::object& value : dwsim::separation_values(u.o)) {
-        split[py::int_(i++)] = py::float_(as_double(value) / PERCENT);
+    for (py::handle name : u.names) {
+        if (equal(name, compound)) return i;
+        ++i;
     }
+    return -1;
+}
+
+// The fraction of each compound's inlet flow that leaves by outlet 0: from
+// the entries of the outlet they specify, by compound; an entry that fixes a
+// flow rather than a share gives the share DWSIM calculated for it.
+py::dict readback(const Unit& u) {
+    const bool outlet_zero = dwsim::separates_outlet_zero(u.o);
+    std::vector<double> in, out;
+    const bool stored = truthy(u.ins) && truthy(u.outs) && u.flows_of(item(u.ins, py::int_(0)), in) &&
+                        u.flows_of(item(u.outs, py::int_(0)), out);
+    py::dict split;
+    bool by_flow = false;
+    long own = 0;
+    for (const dwsim::SeparationEntry& e : dwsim::separation_entries(u.o)) {
+        const long i = position_of(u, e.compound, own++);
+        if (i < 0) continue;  // a compound the flowsheet does not hold
+        double f = 0.0;
+        if (!e.percent.is_none()) {
+            f = as_double(e.percent) / PERCENT;
+            if (!outlet_zero) f = 1.0 - f;
+        } else {
+            by_flow = true;
+            const auto k = static_cast<std::size_t>(i);
+            if (stored && k < in.size() && k < out.size() && in[k] != 0.0) f = out[k] / in[k];
+        }
+        split[py::int_(i)] = py::float_(f);
+    }
+    if (by_flow) u.note("%s: a flow specification is read as the share of the inlet it gave");
     py::dict outlets;
     outlets[py::int_(0)] = split;
     py::dict spec;

@@ -82,12 +82,35 @@ void translate(Sheet& s, const Block& b) {
     cascade(s, b);
 }
 
+// The fractions of the outlets as DWSIM calculated them, for a splitter
+// that fixes outlet flows instead of ratios.
+py::list calculated_ratios(const Unit& u) {
+    py::list ratios;
+    std::vector<double> in, out;
+    if (!truthy(u.ins) || !u.flows_of(item(u.ins, py::int_(0)), in)) return ratios;
+    double total = 0.0;
+    for (double f : in) total += f;
+    for (py::handle tag : u.outs) {
+        double flow = 0.0;
+        if (u.flows_of(tag, out)) {
+            for (double f : out) flow += f;
+        }
+        ratios.append(py::float_(total != 0.0 ? flow / total : 0.0));
+    }
+    return ratios;
+}
+
 // Fractions of all outlets but the last, from the ratios kept for the
 // connected outlets (at least one).
 py::dict readback(const Unit& u) {
     py::list ratios;
-    py::object all = dwsim::ratios(u.o);
-    for (py::handle r : all) ratios.append(to_float(r));
+    if (dwsim::splits_by_ratio(u.o)) {
+        py::object all = dwsim::ratios(u.o);
+        for (py::handle r : all) ratios.append(to_float(r));
+    } else {
+        u.note("%s: mode %s has no Kelvane equivalent; the ratios DWSIM calculated are taken", py::str("fixed outlet flows"));
+        ratios = calculated_ratios(u);
+    }
     const std::size_t kept = std::min(std::max<std::size_t>(py::len(u.outs), 1), py::len(ratios));
     py::list frac;
     for (std::size_t i = 0; i + 1 < kept; ++i) frac.append(ratios[i]);
