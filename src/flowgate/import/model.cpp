@@ -151,12 +151,20 @@ bool is_feed(const Object& stream, const py::dict& classes) {
            !equal(cls, dwsim::MATERIAL_STREAM_CLASS) && !equal(cls, dwsim::ENERGY_STREAM_CLASS);
 }
 
+// A unit the host has no block for, and the place of its note.
+struct Other {
+    py::object tag, class_name;
+    py::list outlets;
+    std::size_t note;
+};
+
 // What the file's objects are to the host, while they are read.
 struct Reading {
     py::dict objs, classes;
     py::list order, names, notes;
     py::dict feeds, blocks, layout;
     std::vector<Recycle> recycles;
+    std::vector<Other> others;
 };
 
 void read_block(Reading& r, const Kind& kind, py::handle tag, const Object& object) {
@@ -181,12 +189,47 @@ void read_block(Reading& r, const Kind& kind, py::handle tag, const Object& obje
     r.layout[tag] = py::list(py::make_tuple(to_float(x), to_float(y)));
 }
 
-// A unit the host has no block for: named, with its outlets that became feeds.
+// A unit the host has no block for: its note is written once its outlets
+// are known to be feeds.
 void read_other(Reading& r, py::handle tag, const Object& object) {
-    py::list fed = streams_only(conns(object.graphic, dwsim::Side::out), r.classes);
-    py::str note = py::str("{} ({}): no Kelvane block").format(tag, object.class_name);
-    if (!fed.empty()) note = note + py::str("; feeds with the state DWSIM stored: ") + py::str(", ").attr("join")(fed);
-    r.notes.append(note);
+    r.others.push_back({py::reinterpret_borrow<py::object>(tag), object.class_name,
+                        streams_only(conns(object.graphic, dwsim::Side::out), r.classes), py::len(r.notes)});
+    r.notes.append(py::none());
+}
+
+bool without_flow(py::handle feed) {
+    py::object flows = item(feed, py::str("flows"));
+    for (auto kv : py::dict(flows)) {
+        if (as_double(kv.second) != 0.0) return false;
+    }
+    return true;
+}
+
+// Each unit without a host block is named with the outlets that became
+// feeds; one without flow that no block takes is left out, as the host
+// needs material in a feed.
+void note_others(Reading& r) {
+    py::set taken;
+    for (auto kv : r.blocks) {
+        for (py::handle s : py::list(item(kv.second, py::str("in")))) taken.add(s);
+    }
+    for (const Other& other : r.others) {
+        py::list fed, empty;
+        for (py::handle s : other.outlets) {
+            if (!r.feeds.contains(s)) continue;
+            if (without_flow(r.feeds[s]) && !taken.contains(s)) {
+                r.feeds.attr("pop")(s);
+                empty.append(s);
+            } else {
+                fed.append(s);
+            }
+        }
+        py::str note = py::str("{} ({}): no Kelvane block").format(other.tag, other.class_name);
+        py::str join(", ");
+        if (!fed.empty()) note = note + py::str("; feeds with the state DWSIM stored: ") + join.attr("join")(fed);
+        if (!empty.empty()) note = note + py::str("; left out, without flow: ") + join.attr("join")(empty);
+        r.notes[other.note] = note;
+    }
 }
 
 void read_objects(Reading& r, const Objects& objects) {
@@ -242,6 +285,7 @@ py::tuple import_model(py::handle path_like) {
     }
 
     read_objects(r, objects);
+    note_others(r);
     fold(r.blocks, r.layout, r.feeds, r.recycles, [&](py::handle tag) { return feed(item(r.objs, tag), r.order); },
          r.notes);
 

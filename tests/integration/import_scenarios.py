@@ -1,0 +1,43 @@
+"""The import road in a child process: DWSIM files imported, opened by the host,
+solved through the module, and taken round export and import again."""
+import copy
+import os
+
+import kelvane.flowgate as fg
+from kelvane.datamanager import flowsheet_from_dict
+
+
+def jsonable(value):
+    """The model with its integer keys (a separator's split) as text, for the trip home."""
+    if isinstance(value, dict):
+        return {str(k): jsonable(v) for k, v in value.items()}
+    if isinstance(value, (list, tuple)):
+        return [jsonable(v) for v in value]
+    return value
+
+
+def open_and_solve(path):
+    """The model of a DWSIM file, opened as a host flowsheet and solved through the module."""
+    model, notes = fg.import_model(path)
+    fs = flowsheet_from_dict(copy.deepcopy(model))
+    results = fg.solve_dwsim(fs)
+    return dict(model=jsonable(model), notes=notes, results=jsonable(results))
+
+
+def round_trip(model, folder, times=2):
+    """A host model exported and imported `times` times; every model on the way and the notes."""
+    models, notes = [model], []
+    for k in range(times):
+        os.makedirs(f"{folder}/{k}")
+        path = f"{folder}/{k}/{model['name'].lower()}.dwxmz"   # the model's name comes from the file's
+        fg.export(flowsheet_from_dict(copy.deepcopy(models[-1])), path)
+        back, said = fg.import_model(path)
+        models.append(jsonable(back))
+        notes.append(said)
+    return dict(models=models, notes=notes)
+
+
+def sample_round_trip(path, folder):
+    """A DWSIM file imported, exported and imported again."""
+    model, _ = fg.import_model(path)
+    return round_trip(jsonable(model), folder, times=1)
