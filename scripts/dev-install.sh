@@ -1,5 +1,12 @@
 #!/usr/bin/env bash
-# Rebuilds and reinstalls the module into .venv (incremental), for development.
+# Rebuilds and reinstalls the module into .venv (incremental), for development;
+# compiler warnings and errors are shown, and a failed build fails.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-.venv/bin/python -m pip install -q --disable-pip-version-check --no-build-isolation . 2>&1 | grep -E "error|warning:" -A3 || true
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+if ! .venv/bin/python -m pip install -v --disable-pip-version-check --no-build-isolation . >"$log" 2>&1; then
+    grep -E "error|Error" -A3 "$log" | head -60
+    exit 1
+fi
+grep -E "warning:" -A3 "$log" || true

@@ -8,12 +8,18 @@ from dwsim_fakes import (AUXILIARY, ArgumentOutOfRangeException, CompressorMode,
                          SeparationSpec, U, Unit, ValveMode, block, dwsim, feed, flowsheet, host)  # noqa: F401
 
 
+PHANTOM = ("nothing feeds %s (no feed, no exported block): DWSIM holds a placeholder state there, no result; "
+           "left out of the results: %s")
+
+
 def build(dwsim, blocks, ports, feeds=None, **more):
     return dwsim.build(flowsheet(feeds=feeds or {"F": feed(P=2e5)}, blocks=blocks, ports=ports, **more))
 
 
 def one(dwsim, kind, ins=("F",), outs=("O",), **spec):
-    return build(dwsim, {"B": block(kind, **spec)}, {"B": (list(ins), list(outs))})
+    """One block whose inlets are all feeds."""
+    feeds = {s: feed(P=2e5) for s in ins if s} or None
+    return build(dwsim, {"B": block(kind, **spec)}, {"B": (list(ins), list(outs))}, feeds=feeds)
 
 
 # kind, spec, ports -> added units, links (from, port, to, port) as DWSIM made them
@@ -88,8 +94,10 @@ def test_heater_inlets_and_atmosphere(dwsim):
 def test_outlet_pressure_units(dwsim, kind, spec, members, mode):
     o = one(dwsim, kind, P=3e5, **spec)[1]["B"]
     assert o.CalcMode == mode and {k: getattr(o, k) for k in members} == members
-    with pytest.raises(TypeError, match="float"):
-        one(dwsim, kind, ["X"])   # no pressure known for O: no default
+    with pytest.raises(TypeError, match="float") as e:   # no pressure known for O: no default
+        build(dwsim, {"B": block(kind)}, {"B": (["X"], ["O"])})
+    assert e.value.__notes__ == [f"while translating block 'B' ({kind}): the pressure of its outlet is unknown, "
+                                 "as no feed reaches it"]
     sim = dwsim.a.sheets[-1]
     assert sim.objects["B"].CalcMode == mode and ("Q-B" in sim.objects) == (kind != "VALVE")
 
@@ -121,7 +129,8 @@ def test_separator_specs(dwsim, split, percent):
 def test_separator_outlets_and_import(dwsim, monkeypatch):
     # DWSIM's separator has two outlet ports: a third is named and left open, not tried
     sim, _, notes = one(dwsim, "SEP", outs=["A", "C", "D"], split={})
-    assert notes == ["B: SEP with 3 outlets (DWSIM: two)"] and not [l for l in sim.links if l[2] == "D"]
+    assert notes == ["B: SEP with 3 outlets (DWSIM: two)", PHANTOM % ("D", "streams D")]
+    assert not [l for l in sim.links if l[2] == "D"]
     sim, _, notes = one(dwsim, "SEP", outs=["A"], split={})
     assert notes == ["B: SEP with 1 outlets (DWSIM: two)"] and ("B", "E", "Q-B", 0) in sim.links
     monkeypatch.delitem(sys.modules, AUXILIARY)   # its classes are imported only for a separator
@@ -134,7 +143,9 @@ def test_untranslated_blocks_and_places(dwsim):
     sim, obj, notes = build(dwsim, {"C1": block("RADFRAC", P=1e5), "V": block("VALVE", P=1e5), "X": block(7), "H": block("HEATER"),
                                     "M": block("MIXER")}, {"C1": (["F"], ["D", "W"]), "V": (["D"], ["E"]), "X": ([], []),
                                     "H": (["E"], ["G"]), "M": (["G"], ["K"])}, positions={"M": (7, 8)})
-    assert notes == ["not exported (no DWSIM block here): C1 (RADFRAC), X (7)"] and not {"C1", "X"} & set(obj)
+    # what the column would make feeds nothing real downstream: named, and left out of the results
+    assert notes == ["not exported (no DWSIM block here): C1 (RADFRAC), X (7)",
+                     PHANTOM % ("D, W", "streams D, E, G, K, W; blocks H, M, V")] and not {"C1", "X"} & set(obj)
     assert [sim.places[t] for t in ("V", "H", "Q-H", "M")] == [(100, 100), (300, 100), (0, 100), (7, 8)]
 
 

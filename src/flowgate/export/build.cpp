@@ -78,15 +78,31 @@ py::list stream_names(py::handle fs) {
     return builtin("sorted")(streams);
 }
 
+py::str about_block(py::handle name) { return py::str("while translating block {!r}").format(name); }
+
+// A port list given as text would be read as one stream per character.
+void check_ports(py::handle name, py::handle ports, const char* side) {
+    if (PyUnicode_Check(ports.ptr())) {
+        raise(PyExc_TypeError, py::str("block {!r}: its {} must be a list of stream names, not the text {!r}")
+                                   .format(name, side, ports));
+    }
+}
+
 std::vector<HostBlock> host_blocks(py::handle fs) {
     py::object ports = attr(fs, PORTS);
     py::object blocks = call_method(attr(fs, BLOCKS), ITEMS);
     std::vector<HostBlock> found;
     for (py::handle entry : blocks) {
         auto [name, block] = unpack2(entry);
-        auto [ins, outs] = unpack2(item(ports, name));
-        py::object kind = attr(block, KIND);
-        found.push_back({name, block, kind, ins, outs, find_kind(kind)});
+        found.push_back(noted(
+            [&] {
+                auto [ins, outs] = unpack2(item(ports, name));
+                check_ports(name, ins, "inlets");
+                check_ports(name, outs, "outlets");
+                py::object kind = attr(block, KIND);
+                return HostBlock{name, block, kind, ins, outs, find_kind(kind)};
+            },
+            [&] { return about_block(name); }));
     }
     return found;
 }
@@ -106,15 +122,19 @@ void reserve_tags(Sheet& s, const py::list& streams, const std::vector<HostBlock
 void add_streams(Sheet& s, const py::list& streams) {
     py::ssize_t k = 0;
     for (py::handle name : streams) {
-        auto [x, y] = s.xy(name, k++);
-        s.obj[name] = s.add(dwsim::MATERIAL_STREAM, x, y, name);
-        s.places[name] = py::make_tuple(x, y);
+        noted(
+            [&] {
+                auto [x, y] = s.xy(name, k++);
+                s.obj[name] = s.add(dwsim::MATERIAL_STREAM, x, y, name);
+                s.places[name] = py::make_tuple(x, y);
+            },
+            [&] { return py::str("while adding stream {!r}").format(name); });
     }
 }
 
 // A feed's state; its vapour fraction has no place in DWSIM, where the
 // stream is given a temperature instead.
-void set_feed(Sheet& s, py::handle n, py::handle feed) {
+void set_feed_state(Sheet& s, py::handle n, py::handle feed) {
     static const Name VFRAC{"vfrac"}, NP{"np"}, SUM{"sum"};
     py::object o = item(s.obj, n);
     py::object T = attr(feed, T_);
@@ -128,6 +148,18 @@ void set_feed(Sheet& s, py::handle n, py::handle feed) {
     dwsim::set_overall_composition(o, s.doubles(x));
     if (T.is_none() && !attr_or(feed, VFRAC).is_none()) {
         s.note("feed %s: vapor fraction given, its temperature is solved by Kelvane", n);
+    }
+}
+
+void set_feed(Sheet& s, py::handle n, py::handle feed) {
+    try {
+        set_feed_state(s, n, feed);
+    } catch (py::error_already_set& e) {
+        const bool no_flow = e.matches(PyExc_ZeroDivisionError);
+        add_note(e.value(), py::str(no_flow ? "feed {!r}: its flows sum to zero; a feed must have flow"
+                                            : "while setting feed {!r}")
+                                .format(n));
+        throw;
     }
 }
 
@@ -242,6 +274,22 @@ py::object first_outlet_pressure(const Sheet& s, py::handle outs) {
     return truthy(first) ? get(s.P, first) : py::none();
 }
 
+void translate(Sheet& s, const HostBlock& b, py::handle sp, py::ssize_t k) {
+    auto [x, y] = s.xy(b.name, k);
+    b.row->translate(s, {b.name, py::reinterpret_borrow<py::object>(sp), b.kind, b.ins, b.outs, x, y,
+                         lowest_inlet_pressure(s, b.ins), first_outlet_pressure(s, b.outs)});
+}
+
+// Which block failed, and where a common mistake is the likely cause, which.
+py::str about(const Sheet& s, const HostBlock& b) {
+    py::str text = py::str("while translating block {!r} ({})").format(b.name, b.kind);
+    if (b.row->result == Result::power || b.row == &VALVE) {
+        py::object pout = first_outlet_pressure(s, b.outs);
+        if (pout.is_none()) text = text + py::str(": the pressure of its outlet is unknown, as no feed reaches it");
+    }
+    return text;
+}
+
 // Adds, connects and specifies a unit for each block of a translated kind,
 // in the order of fs.blocks; the others are named in one note.
 void translate_blocks(Sheet& s, const std::vector<HostBlock>& blocks) {
@@ -250,15 +298,50 @@ void translate_blocks(Sheet& s, const std::vector<HostBlock>& blocks) {
     for (const HostBlock& b : blocks) {
         py::object sp = attr(b.block, SPEC);
         if (b.row != nullptr) {
-            auto [x, y] = s.xy(b.name, k);
-            b.row->translate(s, {b.name, sp, b.kind, b.ins, b.outs, x, y, lowest_inlet_pressure(s, b.ins),
-                                 first_outlet_pressure(s, b.outs)});
+            noted([&] { translate(s, b, sp, k); }, [&] { return about(s, b); });
         } else {
             skipped.append(py::str(b.name) + py::str(" (") + py::str(b.kind) + py::str(")"));
         }
         ++k;
     }
     if (!skipped.empty()) s.note("not exported (no DWSIM block here): %s", py::str(", ").attr("join")(skipped));
+}
+
+// A stream that no feed and no unit's outlet feeds holds DWSIM's placeholder
+// state (298.15 K, 1 atm, about 1 kg/s), which is no result; neither is what
+// it reaches downstream. They are named in a note and left out of the results.
+void leave_out_phantoms(Sheet& s, const std::vector<HostBlock>& blocks, const py::list& streams, Built& built) {
+    py::object feeds = attr(s.fs, FEEDS);
+    py::list unfed;
+    for (py::handle name : streams) {
+        if (!s.fed.contains(name) && !contains(feeds, name)) {
+            unfed.append(name);
+            built.phantom_streams.add(name);
+        }
+    }
+    if (unfed.empty()) return;
+    for (bool grew = true; grew;) {
+        grew = false;
+        for (const HostBlock& b : blocks) {
+            if (b.row == nullptr || built.phantom_blocks.contains(b.name)) continue;
+            bool reached = false;
+            for (py::handle in : b.ins) reached = reached || (truthy(in) && built.phantom_streams.contains(in));
+            if (!reached) continue;
+            built.phantom_blocks.add(b.name);
+            for (py::handle out : b.outs) {
+                if (truthy(out)) built.phantom_streams.add(out);
+            }
+            grew = true;
+        }
+    }
+    py::str join(", ");
+    py::str note = py::str("nothing feeds {} (no feed, no exported block): DWSIM holds a placeholder state there, "
+                           "no result; left out of the results: streams {}")
+                       .format(join.attr("join")(unfed), join.attr("join")(builtin("sorted")(built.phantom_streams)));
+    if (!built.phantom_blocks.empty()) {
+        note = note + py::str("; blocks ") + join.attr("join")(builtin("sorted")(built.phantom_blocks));
+    }
+    s.notes.append(note);
 }
 
 }  // namespace
@@ -291,7 +374,9 @@ Built build(py::handle fs, const Automation& at) {
     }
     add_recycles(s, loops_to_cut(blocks));
     translate_blocks(s, blocks);
-    return {s.sim, s.obj, s.notes};
+    Built built{s.sim, s.obj, s.notes, py::set(), py::set()};
+    leave_out_phantoms(s, blocks, streams, built);
+    return built;
 }
 
 py::tuple build(py::handle fs, py::handle a, py::handle m) {

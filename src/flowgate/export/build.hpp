@@ -7,11 +7,14 @@
 namespace flowgate {
 
 // What build hands to the solve and the export: the flowsheet, built and not
-// solved; {name: DWSIM object}; the notes.
+// solved; {name: DWSIM object}; the notes; and the streams and blocks whose
+// DWSIM state is no result, as nothing feeds them (DWSIM's placeholder state
+// of a stream, and what it reaches).
 struct Built {
     py::object sim;
     py::dict obj;
     py::list notes;
+    py::set phantom_streams, phantom_blocks;
 };
 
 Built build(py::handle fs, const Automation& at);

@@ -79,11 +79,13 @@ void read_stream(py::handle fs, py::handle flash, const py::list& comps, py::han
 }
 
 // Heat or power of each translated block, from the heater of a flash.
-void read_blocks(py::handle fs, const py::dict& obj, py::dict& blocks) {
+void read_blocks(py::handle fs, const Built& built, py::dict& blocks) {
     static const Name BLOCKS{"blocks"}, KIND{"kind"};
+    const py::dict& obj = built.obj;
     py::object entries = call_method(attr(fs, BLOCKS), ITEMS);
     for (py::handle entry : entries) {
         auto [name, b] = unpack2(entry);
+        if (built.phantom_blocks.contains(name)) continue;
         py::object o = get(obj, name + py::str("-H"));
         if (o.is_none()) o = get(obj, name);
         if (o.is_none()) continue;
@@ -97,7 +99,22 @@ void read_blocks(py::handle fs, const py::dict& obj, py::dict& blocks) {
     }
 }
 
-}  // namespace
+// Results are keyed by upper-cased names: names that differ only in case
+// would share one key, and only one of them would be seen.
+void note_shared_keys(py::list& notes, const char* what, py::handle names) {
+    py::dict by_key;
+    for (py::handle n : names) {
+        py::object key = upper(n);
+        py::object same = get(by_key, key);
+        if (same.is_none()) by_key[key] = same = py::list();
+        py::reinterpret_borrow<py::list>(same).append(py::repr(n));
+    }
+    for (auto kv : by_key) {
+        if (py::len(kv.second) < 2) continue;
+        notes.append(py::str("{} {} share the result key {}: only one of them is reported")
+                         .format(what, py::str(" and ").attr("join")(kv.second), kv.first));
+    }
+}
 
 // A save that fails after a good solve keeps the results: its error joins
 // DWSIM's in the list the caller reads.
@@ -105,6 +122,8 @@ void save_solved(py::handle a, py::handle sim, py::handle target, py::list& erro
     py::object failure = exception_of([&] { save(a, sim, target); });
     if (!failure.is_none()) errors.append(py::str("the solved flowsheet was not saved to {}: {}").format(target, failure));
 }
+
+}  // namespace
 
 py::dict solve_dwsim(py::handle fs, py::handle, py::handle save_to) {
     static const Name PP{"pp"}, COMPONENTS{"components"};
@@ -122,11 +141,15 @@ py::dict solve_dwsim(py::handle fs, py::handle, py::handle save_to) {
     results["notes"] = built.notes;
 
     py::object flash = import_sibling("thermodynamic", "flash");
-    for (py::handle n : port_streams(fs)) {
+    py::object names = port_streams(fs);
+    for (py::handle n : names) {
         py::object o = get(built.obj, n);
-        if (!o.is_none()) read_stream(fs, flash, comps, n, o, streams, errors);
+        if (!o.is_none() && !built.phantom_streams.contains(n)) read_stream(fs, flash, comps, n, o, streams, errors);
     }
-    read_blocks(fs, built.obj, blocks);
+    read_blocks(fs, built, blocks);
+    note_shared_keys(built.notes, "streams", names);
+    note_shared_keys(built.notes, "blocks", call_method(attr(fs, Name{"blocks"}), Name{"keys"}));
+    note_shared_keys(built.notes, "components", comps);
 
     py::object logger = log();
     for (py::handle entry : errors) logger.attr("error")("DWSIM: %s", entry);

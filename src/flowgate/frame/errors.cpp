@@ -18,6 +18,15 @@ void set_python_error() noexcept {
     }
 }
 
+void add_note(py::handle e, py::handle text) noexcept {
+    PyObject* done = PyObject_CallMethod(e.ptr(), "add_note", "O", text.ptr());
+    if (done == nullptr) {
+        PyErr_Clear();
+    } else {
+        Py_DECREF(done);
+    }
+}
+
 py::object caught_exception() {
     set_python_error();
     py::error_already_set e;

@@ -29,6 +29,25 @@ PyObject* guarded(Body body) noexcept {
 // SystemExit) is thrown on.
 py::object caught_exception();
 
+// Adds `text` to the notes of the exception `e`; a failure there is dropped,
+// the exception being what matters.
+void add_note(py::handle e, py::handle text) noexcept;
+
+// Runs `step`; an exception out of it carries the text that `context` gives
+// as a note (Python's add_note), its type and message unchanged, so that the
+// caller learns which block, stream or feed was being handled.
+template <typename Step, typename Context>
+auto noted(Step step, Context context) -> decltype(step()) {
+    try {
+        return step();
+    } catch (...) {
+        set_python_error();
+        py::error_already_set e;
+        add_note(e.value(), context());
+        throw e;
+    }
+}
+
 // Runs `step`; an exception of the class Exception comes back as the
 // exception object, None when the step ran through.
 template <typename Step>

@@ -134,6 +134,19 @@ std::pair<py::object, py::object> unpack2(py::handle pair) {
     return {std::move(items[0]), std::move(items[1])};
 }
 
+bool dotnet_safe(py::handle text) {
+    if (!PyUnicode_Check(text.ptr())) return true;  // not text: pythonnet's own rules apply
+    if (PyUnicode_AsUTF8AndSize(text.ptr(), nullptr) != nullptr) return true;
+    PyErr_Clear();
+    return false;
+}
+
+void check_dotnet_safe(py::handle text, py::handle what) {
+    if (dotnet_safe(text)) return;
+    raise(PyExc_ValueError, py::str("{} {!r} cannot go to DWSIM: it holds a lone surrogate, which .NET text cannot hold")
+                                .format(what, text));
+}
+
 py::list to_list(py::handle x) {
     return py::reinterpret_steal<py::list>(steal_or_throw(PySequence_List(x.ptr())).release());
 }

@@ -97,6 +97,14 @@ std::pair<py::object, py::object> unpack2(py::handle pair);
 // list(x).
 py::list to_list(py::handle x);
 
+// Whether a str can cross into .NET: a lone surrogate (a JSON "\ud800", a
+// file name's undecodable byte) has no UTF-16 form, and pythonnet aborts
+// the process on it.
+bool dotnet_safe(py::handle text);
+
+// A ValueError naming `what` when `text` cannot cross into .NET.
+void check_dotnet_safe(py::handle text, py::handle what);
+
 // str(x).upper().
 py::object upper(py::handle x);
 

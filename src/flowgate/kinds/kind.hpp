@@ -31,6 +31,7 @@ struct Sheet {
     py::list comps;      // fs.pp.components, in their one order
     py::list notes;
     py::dict tags;       // {DWSIM tag: what bears it}, every tag of the flowsheet
+    py::set fed;         // the streams that a unit's outlet feeds
 
     // Drawing place of `n`; without one, place `k` of the default row.
     std::pair<py::object, py::object> xy(py::handle n, py::ssize_t k = 0) const;
@@ -46,8 +47,9 @@ struct Sheet {
     py::object add(const Name& type, py::handle x, py::handle y, py::handle tag) const;
 
     // The DWSIM stream into which a unit's outlet `stream` goes: the stream
-    // itself, or the inlet of the Recycle block that cuts a loop there.
-    py::object outlet(py::handle stream) const;
+    // itself, or the inlet of the Recycle block that cuts a loop there. The
+    // stream counts as fed from then on.
+    py::object outlet(py::handle stream);
 
     // Output port `i` of `x` to input port `j` of `y`; -1 leaves it to DWSIM.
     void connect(py::handle x, py::handle y, py::ssize_t i = -1, py::ssize_t j = -1) const;

@@ -11,6 +11,7 @@ std::pair<py::object, py::object> Sheet::xy(py::handle n, py::ssize_t k) const {
 }
 
 void Sheet::reserve(py::handle tag, py::handle what) {
+    check_dotnet_safe(tag, what);
     py::object other = get(tags, tag);
     if (!other.is_none()) {
         raise(PyExc_ValueError, py::str("{} and {} would both be tagged {!r} in DWSIM; rename one").format(other, what, tag));
@@ -29,7 +30,8 @@ py::object Sheet::add(const Name& type, py::handle x, py::handle y, py::handle t
     return dwsim::add_object(sim, dwsim::object_type(at.ObjectType, type), x, y, tag);
 }
 
-py::object Sheet::outlet(py::handle stream) const {
+py::object Sheet::outlet(py::handle stream) {
+    fed.add(stream);
     py::object recycle_inlet = get(into, stream);
     return recycle_inlet.is_none() ? item(obj, stream) : recycle_inlet;
 }
