@@ -41,3 +41,18 @@ def sample_round_trip(path, folder):
     """A DWSIM file imported, exported and imported again."""
     model, _ = fg.import_model(path)
     return round_trip(jsonable(model), folder, times=1)
+
+
+def odd_paths(folder, model):
+    """A model exported to and imported from a pathlib.Path, and a file name with a byte that
+    is no UTF-8 (a surrogate escape in Python, which .NET text cannot hold)."""
+    from pathlib import Path
+    out = {}
+    for name in ("plain.dwxmz", "caf\udce9.dwxmz"):
+        target = Path(folder) / name
+        fg.export(flowsheet_from_dict(copy.deepcopy(model)), target)
+        back, _ = fg.import_model(target)
+        out[name.encode("utf-8", "surrogateescape").hex()] = dict(exists=target.exists(), name=back["name"],
+                                                                   blocks=list(back["blocks"]))
+    out["files"] = sorted(n.encode("utf-8", "surrogateescape").hex() for n in os.listdir(folder))
+    return out

@@ -138,3 +138,13 @@ def test_a_sample_imported_exported_and_imported_again_is_the_same_model(path, t
     r = call("import_scenarios:sample_round_trip", str(path), str(tmp_path), timeout=300)
     first, again = r["models"]
     assert difference(strip_layout(first), strip_layout(again)) is None
+
+
+def test_paths_as_paths_and_file_names_dotnet_cannot_hold(tmp_path):
+    r = call("import_scenarios:odd_paths", str(tmp_path), HOST, timeout=300)
+    names = {"plain.dwxmz": "PLAIN", b"caf\xe9.dwxmz".decode("utf-8", "surrogateescape"): "CAF\udce9"}
+    for name, model_name in names.items():
+        got = r[name.encode("utf-8", "surrogateescape").hex()]
+        assert got["exists"] and got["name"] == model_name and got["blocks"] == list(HOST["blocks"])
+    # nothing left behind: no part files, no copies
+    assert r["files"] == sorted(n.encode("utf-8", "surrogateescape").hex() for n in names)

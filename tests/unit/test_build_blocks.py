@@ -164,3 +164,14 @@ def test_untranslated_blocks_and_places(dwsim):
 def test_faulty_blocks_raise(dwsim, kind, spec, ports, error):
     with pytest.raises(error):
         one(dwsim, kind, *ports, **spec)
+
+
+@pytest.mark.parametrize("ports, what", [
+    ({"B\ud800": (["F"], ["O"])}, "block 'B\\ud800'"),
+    ({"B": (["F"], ["O\udcff"])}, "stream 'O\\udcff'"),
+])
+def test_names_dotnet_cannot_hold_are_refused_before_anything_is_added(dwsim, ports, what):
+    blocks = {name: block("HEATER") for name in ports}
+    with pytest.raises(ValueError, match="lone surrogate") as e:
+        build(dwsim, blocks, ports)
+    assert str(e.value).startswith(what) and dwsim.a.sheets[-1].calls[-1][0] != "AddObject"

@@ -57,14 +57,26 @@ py::object dwsim_target(py::handle path_like) {
 void save(py::handle a, py::handle sim, py::handle target) {
     py::object path = os_path();
     py::object folder = path.attr("dirname")(path.attr("abspath")(target));
-    auto [stem, extension] = unpack2(path.attr("splitext")(path.attr("basename")(target)));
+    py::object extension = item(path.attr("splitext")(target), py::int_(1));
     py::object token = py::module_::import("secrets").attr("token_hex")(8);
-    Temporary temporary(path.attr("join")(folder, py::str(".{}.{}.part{}").format(stem, token, extension)));
-    dwsim::save_flowsheet(a, sim, temporary.path());
-    if (!truthy(path.attr("exists")(temporary.path())) || !truthy(path.attr("getsize")(temporary.path()))) {
+    Temporary part(path.attr("join")(folder, py::str(".kelvane-{}.part{}").format(token, extension)));
+    if (dotnet_safe(part.path())) {
+        dwsim::save_flowsheet(a, sim, part.path());
+    } else {
+        // A folder .NET cannot name: DWSIM writes in one it can, and the part
+        // file is copied beside the target from there.
+        py::object elsewhere = py::module_::import("tempfile").attr("mkdtemp")("", "kelvane-");
+        Temporary written(path.attr("join")(elsewhere, py::str("export") + py::str(extension).attr("lower")()));
+        dwsim::save_flowsheet(a, sim, written.path());
+        if (truthy(path.attr("exists")(written.path()))) {
+            py::module_::import("shutil").attr("copyfile")(written.path(), part.path());
+        }
+        py::module_::import("os").attr("rmdir")(elsewhere);
+    }
+    if (!truthy(path.attr("exists")(part.path())) || !truthy(path.attr("getsize")(part.path()))) {
         raise(PyExc_OSError, py::str("DWSIM wrote nothing for {!r}").format(target));
     }
-    py::module_::import("os").attr("replace")(temporary.path(), target);
+    py::module_::import("os").attr("replace")(part.path(), target);
 }
 
 }  // namespace flowgate

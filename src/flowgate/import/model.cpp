@@ -6,6 +6,7 @@
 #include "frame/tables.hpp"
 #include "import/connections.hpp"
 #include "import/fold.hpp"
+#include "import/guard.hpp"
 #include "kinds/kind.hpp"
 
 #include <vector>
@@ -258,9 +259,14 @@ py::str model_name(py::handle path) {
 
 py::tuple import_model(py::handle path_like) {
     const py::object path = py::module_::import("os").attr("fspath")(path_like);
+    check_importable(path);
     py::object databank_index = import_sibling("components", "databank_index");
     py::object a = automation()[0];  // only the instance: import needs no module
-    py::object sim = dwsim::load_flowsheet(a, path);
+    py::object sim;
+    {
+        DotnetPath readable(path);
+        sim = dwsim::load_flowsheet(a, readable.path());
+    }
     py::dict by_cas = cas_aliases(databank_index());
 
     Reading r;
