@@ -288,7 +288,7 @@ def nested(depth):
     (lambda p: zipped(p / "bomb.dwxmz", [("x.xml", (b"\0" * (16 << 20) for _ in range(17)))]),
      "it unpacks to more than 256 MiB"),
     (lambda p: zipped(p / "deep.dwxmz", [("x.xml", nested(300))]), "its XML nests deeper than 256 elements"),
-    (lambda p: (p / "deep.dwxml").write_text(nested(300)) and p / "deep.dwxml", "nests deeper"),
+    (lambda p: (p / "deep.dwxml").write_text(nested(300)) and p / "deep.dwxml", "its XML nests deeper than 256 elements"),
     (lambda p: (p / "nozip.dwxmz").write_bytes(b"not a zip") and p / "nozip.dwxmz", None),   # DWSIM's to say
 ])
 def test_files_beyond_sensible_limits_are_refused_before_dwsim_opens_them(flowgate, load, tmp_path, make, refused):
