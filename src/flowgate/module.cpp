@@ -3,12 +3,14 @@
 
 #include "access/automation.hpp"
 #include "access/discovery.hpp"
+#include "access/turn.hpp"
 #include "compounds/compounds.hpp"
 #include "export/build.hpp"
 #include "export/parameters.hpp"
 #include "export/pressures.hpp"
 #include "export/solve.hpp"
 #include "frame/errors.hpp"
+#include "frame/interrupts.hpp"
 #include "frame/process.hpp"
 #include "frame/signature.hpp"
 #include "frame/tables.hpp"
@@ -49,41 +51,52 @@ constexpr const char* DOC =
 
 using Args = std::array<py::handle, 6>;
 
-// A module function: its signature, its docstring (nullptr for none) and its body.
+// A module function: its signature, its docstring (nullptr for none), whether
+// it uses DWSIM, and its body.
 struct Function {
     Signature sig;
     const char* doc;
+    bool dwsim;
     py::object (*body)(const Args&);
 };
 
 const Function FUNCTIONS[] = {
     {{"folder", {}, 0, 0}, "The DWSIM installation folder, or None",
+     false,
      [](const Args&) { return folder(); }},
     {{"available", {}, 0, 0}, nullptr,
+     false,
      [](const Args&) { return available(); }},
     {{"automation", {}, 0, 0}, "(Automation3 instance, the modules) of this process, loaded once",
+     true,
      [](const Args&) -> py::object { return automation(); }},
     {{"_compounds", {"sim"}, 1, 1}, "{CAS number: DWSIM name} of the compound database",
+     true,
      [](const Args& a) -> py::object { return compounds(a[0]); }},
     {{"compound_names", {"fs", "sim"}, 2, 2},
      "{component: DWSIM name} by the CAS numbers of the databank aliases (else the names)",
+     true,
      [](const Args& a) -> py::object { return compound_names(a[0], a[1]); }},
     {{"_pressures", {"fs"}, 1, 1},
      "Pressures of the streams from the feeds and the pressure specifications (no thermodynamics; "
      "recycles iterated)",
+     false,
      [](const Args& a) -> py::object { return pressures(a[0]); }},
     {{"_set_parameters", {"pp_dw", "pp", "names", "method"}, 4, 4},
      "The binary parameters of Kelvane into the DWSIM package: NRTL (tau = A + B/T + F T -> "
      "(A12 + B12 T + C12 T^2)\n"
      "    / (R T) in cal/mol), kij of the cubic equations of state",
+     true,
      [](const Args& a) -> py::object {
          set_parameters(a[0], a[1], a[2], a[3]);  // its notes go to build's list
          return py::none();
      }},
     {{"build", {"fs", "a", "m"}, 3, 1},
      "The DWSIM flowsheet of a Kelvane flowsheet; (sim, {name: DWSIM object}, notes)",
+     true,
      [](const Args& a) -> py::object { return build(a[0], a[1], a[2]); }},
     {{"_heater", {"U", "h", "sp", "pin", "pout"}, 5, 5}, nullptr,
+     true,
      [](const Args& a) -> py::object {
          heater(a[0], a[1], a[2], a[3], a[4]);
          return py::none();
@@ -94,18 +107,22 @@ const Function FUNCTIONS[] = {
      "    'H' (Kelvane's enthalpy at the state), 'F' [kmol/s], 'x': {COMPONENT: mole fraction}}}, "
      "'blocks': {name: {'duty',\n"
      "    'power' [W]}}, 'errors': [...], 'notes': [...]}",
+     true,
      [](const Args& a) -> py::object { return solve_dwsim(a[0], a[1], a[2]); }},
     {{"export", {"fs", "path"}, 2, 2},
      "Write the flowsheet as a DWSIM file (.dwxmz); the notes of the export are returned",
+     true,
      [](const Args& a) -> py::object { return export_file(a[0], a[1]); }},
     {{"import_model", {"path"}, 1, 1},
      "A DWSIM file as a Kelvane model dict (datamanager.flowsheet_from_dict) and the notes: "
      "components as databank\n"
      "    aliases by CAS number, property method, feeds and the blocks of the kinds above with "
      "their connections",
+     true,
      [](const Args& a) -> py::object { return import_model(a[0]); }},
     {{"_spec_of", {"kind", "o", "objs", "ins", "outs", "order"}, 6, 6},
      "Specification of a Kelvane block from a DWSIM unit",
+     true,
      [](const Args& a) -> py::object {
          auto own = [](py::handle h) { return py::reinterpret_borrow<py::object>(h); };
          return spec_of(a[0], Unit{own(a[1]), own(a[2]), own(a[3]), own(a[4]), own(a[5])});
@@ -115,12 +132,20 @@ const Function FUNCTIONS[] = {
 constexpr std::size_t COUNT = std::size(FUNCTIONS);
 
 // The C entry of function I: binds the call's arguments and runs the body.
+// A function that uses DWSIM takes the turn, and holds Ctrl-C while it works.
+py::object run(const Function& f, PyObject* const* args, Py_ssize_t nargs, PyObject* kwnames) {
+    const Args bound = bind(f.sig, args, nargs, kwnames);
+    if (!f.dwsim) return f.body(bound);
+    DwsimTurn turn;
+    HeldInterrupts held;
+    py::object result = f.body(bound);
+    deliver_interrupts();
+    return result;
+}
+
 template <std::size_t I>
 PyObject* entry(PyObject*, PyObject* const* args, Py_ssize_t nargs, PyObject* kwnames) noexcept {
-    return guarded([&] {
-        const Function& f = FUNCTIONS[I];
-        return f.body(bind(f.sig, args, nargs, kwnames));
-    });
+    return guarded([&] { return run(FUNCTIONS[I], args, nargs, kwnames); });
 }
 
 // The docstring opens with the text signature, which Python turns into

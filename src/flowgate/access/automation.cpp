@@ -30,6 +30,21 @@ private:
     py::object lock_;
 };
 
+// Mono started on a thread other than the main one cannot be shut down
+// from the main thread: pythonnet's and clr-loader's shutdown at exit crash
+// the process. Like everything the module loads, the runtime is then left
+// to end with the process.
+void keep_runtime_to_the_end(py::handle pythonnet) {
+    py::module_ threading = py::module_::import("threading");
+    if (threading.attr("current_thread")().is(threading.attr("main_thread")())) return;
+    py::module_ atexit = py::module_::import("atexit");
+    py::object unload = py::getattr(pythonnet, "unload", py::none());
+    if (!unload.is_none()) atexit.attr("unregister")(unload);
+    py::object mono = py::module_::import("sys").attr("modules").attr("get")("clr_loader.mono");
+    py::object release = mono.is_none() ? py::none() : py::getattr(mono, "_release", py::none());
+    if (!release.is_none()) atexit.attr("unregister")(release);
+}
+
 // Starts the runtime; one that already runs in this process is no error.
 void load_runtime(py::handle sys) {
     py::object pythonnet = py::module_::import("pythonnet");
@@ -39,6 +54,7 @@ void load_runtime(py::handle sys) {
     } catch (py::error_already_set& e) {
         if (!e.matches(PyExc_RuntimeError)) throw;
     }
+    if (!windows) keep_runtime_to_the_end(pythonnet);
 }
 
 // References each assembly by full path when the folder holds it, else by

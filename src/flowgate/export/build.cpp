@@ -6,6 +6,7 @@
 #include "export/pressures.hpp"
 #include "export/tears.hpp"
 #include "frame/errors.hpp"
+#include "frame/interrupts.hpp"
 #include "frame/process.hpp"
 #include "frame/tables.hpp"
 #include "kinds/kind.hpp"
@@ -122,6 +123,7 @@ void reserve_tags(Sheet& s, const py::list& streams, const std::vector<HostBlock
 void add_streams(Sheet& s, const py::list& streams) {
     py::ssize_t k = 0;
     for (py::handle name : streams) {
+        deliver_interrupts();
         noted(
             [&] {
                 auto [x, y] = s.xy(name, k++);
@@ -225,6 +227,7 @@ void add_recycles(Sheet& s, const std::vector<py::object>& tears) {
     const FeedTotal total = feed_total(s);
     py::object feeds = attr(s.fs, FEEDS_);
     for (const py::object& name : tears) {
+        deliver_interrupts();
         py::str what = py::str("the Recycle of stream {!r}").format(name);
         auto [x, y] = unpack2(item(s.places, name));
         py::object up = y + py::int_(40);
@@ -296,6 +299,7 @@ void translate_blocks(Sheet& s, const std::vector<HostBlock>& blocks) {
     py::list skipped;
     py::ssize_t k = 0;
     for (const HostBlock& b : blocks) {
+        deliver_interrupts();
         py::object sp = attr(b.block, SPEC);
         if (b.row != nullptr) {
             noted([&] { translate(s, b, sp, k); }, [&] { return about(s, b); });
@@ -369,6 +373,7 @@ Built build(py::handle fs, const Automation& at) {
     s.comps = to_list(attr(attr(fs, PP), COMPONENTS));
     py::object feeds = call_method(attr(fs, FEEDS), ITEMS);
     for (py::handle entry : feeds) {
+        deliver_interrupts();
         auto [n, feed] = unpack2(entry);
         set_feed(s, n, feed);
     }

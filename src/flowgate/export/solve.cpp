@@ -5,6 +5,7 @@
 #include "export/build.hpp"
 #include "export/files.hpp"
 #include "frame/errors.hpp"
+#include "frame/interrupts.hpp"
 #include "frame/process.hpp"
 #include "kinds/kind.hpp"
 
@@ -132,6 +133,7 @@ py::dict solve_dwsim(py::handle fs, py::handle, py::handle save_to) {
     Built built = build(fs, at);
 
     py::list errors = dwsim::calculate_flowsheet(at.a, built.sim);
+    deliver_interrupts();
     if (!target.is_none()) save_solved(at.a, built.sim, target, errors);
     py::list comps = to_list(attr(attr(fs, PP), COMPONENTS));
     py::dict streams, blocks, results;
@@ -143,6 +145,7 @@ py::dict solve_dwsim(py::handle fs, py::handle, py::handle save_to) {
     py::object flash = import_sibling("thermodynamic", "flash");
     py::object names = port_streams(fs);
     for (py::handle n : names) {
+        deliver_interrupts();
         py::object o = get(built.obj, n);
         if (!o.is_none() && !built.phantom_streams.contains(n)) read_stream(fs, flash, comps, n, o, streams, errors);
     }

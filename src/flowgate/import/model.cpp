@@ -2,6 +2,7 @@
 
 #include "access/automation.hpp"
 #include "access/surface.hpp"
+#include "frame/interrupts.hpp"
 #include "frame/process.hpp"
 #include "frame/tables.hpp"
 #include "import/connections.hpp"
@@ -235,6 +236,7 @@ void note_others(Reading& r) {
 
 void read_objects(Reading& r, const Objects& objects) {
     for (const auto& [tag, object] : objects) {
+        deliver_interrupts();
         const py::str& cls = object.class_name;
         if (equal(cls, dwsim::MATERIAL_STREAM_CLASS)) {
             if (is_feed(object, r.classes)) r.feeds[tag] = feed(object.o, r.order);
