@@ -409,8 +409,20 @@ def export_loops(folder):
     exported, solved = os.path.join(folder, "loops.dwxmz"), os.path.join(folder, "solved.dwxmz")
     notes = fg.export(nested_host(), exported)
     r = fg.solve_dwsim(nested_host(), save=solved)
-    return dict(notes=notes, errors=r["errors"], ports=NESTED_PORTS, exported=saved_recycles(exported),
-                solved=saved_recycles(solved), left=sorted(os.listdir(folder)))
+    out = dict(notes=notes, errors=r["errors"], ports=NESTED_PORTS, exported=saved_recycles(exported),
+               solved=saved_recycles(solved), left=sorted(os.listdir(folder)),
+               module={n: host_record(v) for n, v in r["streams"].items()})
+    # the exported file opened and solved by DWSIM itself
+    a, _ = fg.automation()
+    sim = a.LoadFlowsheet(exported)
+    out["loaded_errors"] = [e.Message for e in a.CalculateFlowsheet4(sim)]
+    objs = {o.GraphicObject.Tag: o for o in sim.SimulationObjects.Values}
+    out["loaded"] = {n: record(objs[n]) for n in r["streams"]}
+    out["feed_mass"] = objs["F"].GetAsObject().Phases[0].Properties.massflow
+    out["tolerances"] = {t: [o.GetAsObject().ConvergenceParameters.VazaoMassica,
+                             o.GetAsObject().ConvergenceParameters.Temperatura, o.GetAsObject().MaximumIterations]
+                         for t, o in objs.items() if o.GetAsObject().GetType().Name == "Recycle"}
+    return out
 
 
 def refused_targets(folder, names):

@@ -193,8 +193,10 @@ KIJ_CASES = [
 ]
 NRTL_HOST = [[[0, 0.1], [0.2, 0]], [[0, 100.0], [-50.0, 0]], [[0, 0.3], [0.3, 0]], [[0, 0.01], [0, 0]],
              [[0, 0], [0, 0]], [[0, 0.001], [0, 0]]]  # A, B, C (alpha), D, E, F
+NRTL_PLAIN = [NRTL_HOST[k] if k < 3 else [[0, 0], [0, 0]] for k in range(6)]  # no D, E, F
 NRTL_CASES = [
     (["ACETONE", "METHANOL"], "NRTL", NRTL_HOST, ["Acetone", "Methanol"]),   # DWSIM holds both orders
+    (["WATER", "BENZENE"], "NRTL", NRTL_PLAIN, ["Water", "Benzene"]),        # DWSIM holds neither
     (["ACETONE", "METHANOL"], "WILSON", NRTL_HOST, ["Acetone", "Methanol"]),
 ]
 
@@ -217,15 +219,24 @@ def test_kij_records_after_build(records, k):
         assert r["own"] == [None, None] and r["host"] == [value, None]
 
 
-def test_nrtl_records_after_build(records):
+def dwsim_records(host):
+    """DWSIM's NRTL record of the pair in both orders from the host's matrices: tau =
+    (A12 + B12 T + C12 T^2) / (R T) from A + B/T + F T, each record in its own orientation."""
     R = 1.98721
-    A, B, C, _, _, F = NRTL_HOST
-    both, wilson = records["nrtl"]
-    # each record in its own orientation: tau = (A12 + B12 T + C12 T^2) / (R T) from A + B/T + F T
+    A, B, C, _, _, F = host
     forward = [B[0][1] * R, B[1][0] * R, A[0][1] * R, A[1][0] * R, F[0][1] * R, F[1][0] * R, C[0][1]]
     backward = [B[1][0] * R, B[0][1] * R, A[1][0] * R, A[0][1] * R, F[1][0] * R, F[0][1] * R, C[1][0]]
-    assert [close(got, want, 1e-12) for got, want in zip(both["records"], [forward, backward])] == [True, True]
+    return forward, backward
+
+
+def test_nrtl_records_after_build(records):
+    both, made, wilson = records["nrtl"]
+    forward, backward = dwsim_records(NRTL_HOST)
+    assert close(both["records"][0], forward, 1e-12) and close(both["records"][1], backward, 1e-12)
     assert both["notes"] == ["DWSIM NRTL ACETONE-METHANOL: the D, E elements (alpha(T), ln T) are left out"]
+    # a pair DWSIM lacks gets one record, in the host's order
+    assert close(made["records"][0], dwsim_records(NRTL_PLAIN)[0], 1e-12) and made["records"][1] is None
+    assert made["notes"] == []
     assert wilson == {"records": None, "notes": [
         "property method WILSON: Kelvane's binary parameters are not transferred (DWSIM uses its own)"]}
 
@@ -298,6 +309,15 @@ def test_export_keeps_the_recycle_blocks(tmp_path):
         assert acyclic(r["ports"], {tear}) and f"{tear}-IN" in saved["tags"]
     # written in place, with nothing left beside
     assert r["left"] == ["loops.dwxmz", "solved.dwxmz"]
+    # DWSIM opens the exported file with the Recycle's tolerances and solves it to the same streams
+    assert r["loaded_errors"] == []
+    [(tag, (mass, kelvin, passes))] = r["tolerances"].items()
+    assert tag == r["exported"]["recycles"][0][0] and (kelvin, passes) == (1e-3, 500)
+    assert math.isclose(mass, 1e-6 * r["feed_mass"], rel_tol=1e-6)
+    feed_flow = sum(r["module"]["F"]["flows"])
+    for name, got in r["loaded"].items():
+        assert abs(got["T"] - r["module"][name]["T"]) <= T_TOL, name
+        assert close(got["flows"], r["module"][name]["flows"], FLOW_TOL * feed_flow), name
 
 
 def test_unknown_extensions_are_refused_before_the_build(tmp_path):
