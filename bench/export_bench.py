@@ -1,15 +1,26 @@
 """The export road against the DWSIM of KELVANE_DWSIM (the stand-in by default).
 
 Run: KELVANE_DWSIM=standin/out/dwsim .venv/bin/python bench/export_bench.py
+         [--before REF-OR-DIR [--after REF-OR-DIR] [--rounds N]]
 Prints figures only:
-- build of 10, 100 and 1,000 blocks, split into time inside .NET calls and the
-  module's own work;
+- build of 10, 100 and 1,000 blocks with a loop in every eight, split into time
+  inside .NET calls and the module's own work;
 - compound_names against a databank of 20,000 entries;
 - resident memory and host reference counts over 1,000 solve_dwsim calls.
+With --before, the same builds are timed with the module of another commit (a
+git ref, built here into a temporary folder with pip --target, or a folder
+that already holds such a build) against the installed module (or --after),
+each in fresh interpreters taking turns; medians of the rounds and the
+after/before ratios are printed.
 """
+import argparse
+import json
 import operator
 import os
+import statistics
+import subprocess
 import sys
+import tempfile
 import time
 import types
 from pathlib import Path
@@ -22,11 +33,16 @@ import kelvane.components  # noqa: E402
 from kelvane import flowgate  # noqa: E402
 
 COMPONENTS = ["WATER", "METHANOL", "ETHANOL"]
-KINDS = ["HEATER", "PUMP", "VALVE", "FSPLIT", "SEP", "FLASH2", "COMPR", "MIXER"]
+KINDS = ["MIXER", "HEATER", "PUMP", "VALVE", "FSPLIT", "SEP", "FLASH2", "COMPR"]
+SIZES = (10, 100, 1000)
+REPEAT = {10: 50, 100: 10, 1000: 3}
 
 
 def chain(n):
-    """n blocks in a row, kinds in turn; side outlets leave as products."""
+    """n blocks in a row, kinds in turn; side outlets leave as products, except
+    the splitter's, which goes back to the mixer four blocks before it: a loop
+    in every eight blocks (the last group closes one only if it reaches its
+    splitter)."""
     blocks, ports = {}, {}
     stream, pressure = "S0", 2e5
     for i in range(n):
@@ -37,11 +53,18 @@ def chain(n):
         outs = [out, f"P{i}"] if kind in ("FSPLIT", "SEP", "FLASH2") else [out]
         if kind == "FLASH2":
             outs = [f"P{i}", out]  # the liquid goes on
+        ins = [stream]
+        if kind == "MIXER" and i + 4 < n:
+            ins.append(f"P{i + 4}")  # the splitter's side outlet comes back here
         blocks[name] = NS(kind=kind, spec=spec)
-        ports[name] = ([stream], outs)
+        ports[name] = (ins, outs)
         stream = out
     return NS(pp=NS(components=COMPONENTS, method="IDEAL"), meta={},
               feeds={"S0": NS(T=300.0, P=2e5, flows=[0.01, 0.005, 0.002])}, blocks=blocks, ports=ports)
+
+
+def loops(fs):
+    return sum(len(ins) > 1 for ins, _ in fs.ports.values())
 
 
 # -- time inside .NET: every DWSIM object the module touches is seen through a
@@ -134,9 +157,9 @@ def proxied_modules(m):
 
 def build_split(a, m):
     cost = timing_cost()
-    for n in (10, 100, 1000):
+    for n in SIZES:
         fs = chain(n)
-        repeat = {10: 50, 100: 10, 1000: 3}[n]
+        repeat = REPEAT[n]
         plain = []
         for _ in range(repeat):
             t = time.perf_counter()
@@ -154,8 +177,8 @@ def build_split(a, m):
         finally:
             sys.modules.update(saved)
         total, inside = min(plain), min(net)
-        print(f"build {n:5d} blocks: {total * 1e3:9.1f} ms total, {inside * 1e3:9.1f} ms inside .NET, "
-              f"{(total - inside) * 1e3:8.1f} ms own work ({(total - inside) / total:.0%})")
+        print(f"build {n:5d} blocks ({loops(fs):3d} loops): {total * 1e3:9.1f} ms total, {inside * 1e3:9.1f} ms "
+              f"inside .NET, {(total - inside) * 1e3:8.1f} ms own work ({(total - inside) / total:.0%})")
 
 
 def compound_names_20k(a):
@@ -202,8 +225,91 @@ def solve_memory(calls=1000):
           f"host refcount growth {sum(refs) - sum(refs0)}, {elapsed / calls * 1e3:.1f} ms per call")
 
 
-if __name__ == "__main__":
+# -- before and after: the builds timed in fresh interpreters, one module each
+
+
+def build_times():
+    """Per size, the median of its builds (s), and the module file timed; printed as one JSON line."""
     a, m = flowgate.automation()
+    out = {}
+    for n in SIZES:
+        fs = chain(n)
+        flowgate.build(fs, a, m)  # once untimed: the first build of a size pays for JIT and caches
+        times = []
+        for _ in range(REPEAT[n]):
+            t = time.perf_counter()
+            flowgate.build(fs, a, m)
+            times.append(time.perf_counter() - t)
+        out[n] = statistics.median(times)
+    print("TIMES " + json.dumps({"module": flowgate.__file__, "times": out}))
+
+
+def module_site(source, where):
+    """A folder to put first on sys.path so that kelvane.flowgate is the one of `source`: the
+    folder itself, or the module of git ref `source` built into `where`."""
+    if os.path.isdir(source):
+        return source
+    archive = subprocess.run(["git", "-C", str(ROOT), "archive", source], capture_output=True, check=True).stdout
+    tree = os.path.join(where, "tree")
+    os.makedirs(tree)
+    subprocess.run(["tar", "-x", "-C", tree], input=archive, check=True)
+    site = os.path.join(where, "site")
+    subprocess.run([sys.executable, "-m", "pip", "install", "-q", "--no-build-isolation", "--no-deps", "--target", site,
+                    tree], check=True)
+    return site
+
+
+def timed_builds(site):
+    env = dict(os.environ, PYTHONWARNINGS="ignore")
+    if site:
+        env["PYTHONPATH"] = os.pathsep.join([site] + [p for p in [env.get("PYTHONPATH")] if p])
+    proc = subprocess.run([sys.executable, __file__, "--part", "builds"], capture_output=True, text=True, env=env)
+    line = [x for x in proc.stdout.splitlines() if x.startswith("TIMES ")]
+    if proc.returncode != 0 or not line:
+        sys.exit(f"timed builds failed:\n{proc.stderr[-3000:]}")
+    got = json.loads(line[0][6:])
+    return got["module"], {int(k): v for k, v in got["times"].items()}
+
+
+def compare(before, after, rounds):
+    sites = {"before": before, "after": after}
+    got = {k: [] for k in sites}
+    modules = {}
+    for r in range(rounds):
+        for label in (("before", "after") if r % 2 == 0 else ("after", "before")):
+            modules[label], times = timed_builds(sites[label])
+            got[label].append(times)
+    for label in sites:
+        print(f"{label}: {modules[label]}")
+    print(f"{'blocks':>7} {'loops':>6} | {'before ms':>10} {'after ms':>10} {'after/before':>13}"
+          f"   (medians of {rounds} interleaved runs, each the median of its builds)")
+    for n in SIZES:
+        med = {k: statistics.median(t[n] for t in got[k]) * 1e3 for k in sites}
+        ratio = med["after"] / med["before"]
+        print(f"{n:7d} {loops(chain(n)):6d} | {med['before']:10.2f} {med['after']:10.2f} {ratio:13.2f}")
+
+
+def main():
+    ap = argparse.ArgumentParser()
+    ap.add_argument("--part", choices=["builds"], help=argparse.SUPPRESS)
+    ap.add_argument("--before", metavar="REF-OR-DIR", help="time the builds with this module as well")
+    ap.add_argument("--after", metavar="REF-OR-DIR", help="the module to compare with (default: the installed one)")
+    ap.add_argument("--rounds", type=int, default=5)
+    args = ap.parse_args()
+    if args.part == "builds":
+        return build_times()
+    a, m = flowgate.automation()
+    print(f"module: {flowgate.__file__}")
     build_split(a, m)
     compound_names_20k(a)
     solve_memory()
+    if args.before:
+        with tempfile.TemporaryDirectory() as tmp:
+            before = module_site(args.before, os.path.join(tmp, "before"))
+            after = module_site(args.after, os.path.join(tmp, "after")) if args.after else None
+            print(f"--- builds, {args.before} (before) against {args.after or 'the installed module'} (after)")
+            compare(before, after, args.rounds)
+
+
+if __name__ == "__main__":
+    main()
