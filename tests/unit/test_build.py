@@ -98,3 +98,10 @@ def test_malformed_host_input_raises(dwsim, change, error):
     change(fs)
     with pytest.raises(error):
         dwsim.build(fs)
+
+
+def test_two_components_that_are_one_dwsim_compound_are_refused(dwsim, host):
+    host.databank = host.databank + [{"alias": "H2O", "cas": "7732-18-5"}]
+    with pytest.raises(ValueError, match="^components 'WATER' and 'H2O' are both DWSIM's compound 'Water', "):
+        dwsim.build(flowsheet(components=["WATER", "H2O"]))
+    assert ("AddCompound", "Water") not in dwsim.a.sheets[-1].calls

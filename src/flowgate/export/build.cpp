@@ -33,6 +33,22 @@ struct HostBlock {
     const Kind* row;  // nullptr for a kind DWSIM does not take
 };
 
+// DWSIM holds a compound once: two components that are one compound of its
+// cannot both go over.
+void check_one_component_each(py::handle components, py::handle names) {
+    py::dict first;
+    for (py::handle c : components) {
+        py::object name = item(names, c);
+        py::object other = get(first, name);
+        if (!other.is_none()) {
+            raise(PyExc_ValueError, py::str("components {!r} and {!r} are both DWSIM's compound {!r}, which a "
+                                            "flowsheet holds once")
+                                        .format(other, c, name));
+        }
+        first[name] = c;
+    }
+}
+
 // The property package named by METHODS, or DWSIM's NRTL with a note, with
 // the host's binary parameters as far as they go.
 void add_package(Sheet& s) {
@@ -359,6 +375,7 @@ Built build(py::handle fs, const Automation& at) {
     s.sim = dwsim::create_flowsheet(at.a);
     s.names = compound_names(fs, s.sim);
     py::object components = attr(attr(fs, PP), COMPONENTS);
+    check_one_component_each(components, s.names);
     for (py::handle c : components) dwsim::add_compound(s.sim, item(s.names, c));
 
     add_package(s);
