@@ -1,20 +1,41 @@
 #include "export/pressures.hpp"
 
+#include <cmath>
+#include <vector>
+
 namespace flowgate {
 namespace {
 
 constexpr double TOLERANCE = 1e-9;  // Pa, absolute
+constexpr double UNKNOWN = -1.0;    // what an unknown pressure compares as
 
-// The outlet pressure of a block whose lowest known inlet pressure is `p0`:
-// its own "P" (not for a column, whose "P" is a top pressure), else a ratio
-// of the inlet, else the inlet less its drop.
+const Name FEEDS{"feeds"}, PORTS{"ports"}, BLOCKS{"blocks"}, ITEMS{"items"}, SPEC{"spec"}, KIND{"kind"},
+    P_{"P"}, RATIO{"ratio"}, DP{"dP"}, RADFRAC{"RADFRAC"};
+
+py::object feed_pressures(py::handle fs) {
+    py::dict P;
+    py::object feeds = call_method(attr(fs, FEEDS), ITEMS);
+    for (py::handle item : feeds) {
+        auto [name, feed] = unpack2(item);
+        P[name] = attr(feed, P_);
+    }
+    return P;
+}
+
+std::size_t sweep_limit(py::handle fs) { return 3 * (py::len(attr(fs, BLOCKS)) + 1); }
+
+// How a block fixes its outlet pressure: its own "P" (not for a column,
+// whose "P" is a top pressure), else a ratio of the inlet, else the inlet
+// less its drop.
+enum class Rule { fixed, ratio, drop };
+
+// ---- the lane for any objects: Python's arithmetic and comparisons ----------
+
 py::object outlet_pressure(py::handle block, py::handle p0) {
-    static const py::handle SPEC = intern("spec"), KIND = intern("kind"), RADFRAC = intern("RADFRAC");
-    static const py::handle P = intern("P"), RATIO = intern("ratio"), DP = intern("dP");
-    py::object sp = block.attr(SPEC);
-    if (!get(sp, P).is_none() && !equal(block.attr(KIND), RADFRAC)) return to_float(sp[P]);
+    py::object sp = attr(block, SPEC);
+    if (!get(sp, P_).is_none() && !equal(attr(block, KIND), RADFRAC)) return to_float(item(sp, P_));
     if (!get(sp, RATIO).is_none()) {
-        return steal_or_throw(PyNumber_Multiply(p0.ptr(), to_float(sp[RATIO]).ptr()));
+        return steal_or_throw(PyNumber_Multiply(p0.ptr(), to_float(item(sp, RATIO)).ptr()));
     }
     py::object drop = get(sp, DP);
     return steal_or_throw(PyNumber_Subtract(p0.ptr(), to_float(truthy(drop) ? drop : py::float_(0.0)).ptr()));
@@ -23,28 +44,28 @@ py::object outlet_pressure(py::handle block, py::handle p0) {
 // Whether `p` differs by more than the tolerance from the pressure known for
 // `s`, an unknown one counting as -1.0.
 bool differs(const py::dict& P, py::handle s, py::handle p) {
+    py::object unknown = py::float_(UNKNOWN), tolerance = py::float_(TOLERANCE);
     PyObject* known = PyDict_GetItemWithError(P.ptr(), s.ptr());  // borrowed
     if (known == nullptr && PyErr_Occurred()) throw py::error_already_set();
-    py::object unknown = py::float_(-1.0);
     py::object gap = steal_or_throw(PyNumber_Subtract(known ? known : unknown.ptr(), p.ptr()));
-    return compare(steal_or_throw(PyNumber_Absolute(gap.ptr())), Py_GT, py::float_(TOLERANCE));
+    return compare(steal_or_throw(PyNumber_Absolute(gap.ptr())), Py_GT, tolerance);
 }
 
 // One pass over the blocks; true when any stream got a new pressure. Writes
 // are seen at once by the blocks that follow.
 bool sweep(py::handle fs, py::dict& P, py::handle min_) {
     bool changed = false;
-    py::object blocks = fs.attr("blocks");
-    for (py::handle item : fs.attr("ports").attr("items")()) {
-        auto [name, ports] = unpack2(item);
-        auto [ins, outs] = unpack2(ports);
+    py::object blocks = attr(fs, BLOCKS);
+    py::object ports = call_method(attr(fs, PORTS), ITEMS);
+    for (py::handle entry : ports) {
+        auto [name, pair] = unpack2(entry);
+        auto [ins, outs] = unpack2(pair);
         py::list pin;
         for (py::handle s : ins) {
             if (P.contains(s)) pin.append(P[s]);
         }
         if (pin.empty()) continue;
-        py::object block = blocks[name];
-        py::object p = outlet_pressure(block, min_(pin));
+        py::object p = outlet_pressure(item(blocks, name), min_(pin));
         for (py::handle s : outs) {
             if (truthy(s) && differs(P, s, p)) {
                 P[s] = p;
@@ -55,20 +76,153 @@ bool sweep(py::handle fs, py::dict& P, py::handle min_) {
     return changed;
 }
 
-}  // namespace
-
-py::dict pressures(py::handle fs) {
-    py::dict P;
-    for (py::handle item : fs.attr("feeds").attr("items")()) {
-        auto [name, feed] = unpack2(item);
-        P[name] = feed.attr("P");
-    }
-    const py::ssize_t limit = 3 * (py::len(fs.attr("blocks")) + 1);
+py::dict python_lane(py::handle fs, py::dict P) {
+    const std::size_t limit = sweep_limit(fs);
     py::object min_ = builtin("min");
-    for (py::ssize_t n = 0; n < limit; ++n) {
+    for (std::size_t n = 0; n < limit; ++n) {
         if (!sweep(fs, P, min_)) break;
     }
     return P;
+}
+
+// ---- the lane for feed pressures that are exact floats or ints -------------
+//
+// The flowsheet is read into indices and doubles as the first sweep meets it
+// (so a failure comes where the sweep above would meet it), then swept in
+// C++. Every specification goes through float() either way, and a C double
+// carries out the same IEEE operations as a Python float, so the values are
+// the same bit for bit.
+
+struct Entry {
+    std::vector<std::size_t> ins, outs;  // stream indices; open outlets left out
+    py::object name;
+    bool read = false;  // the block, read when an inlet first has a pressure
+    Rule rule = Rule::drop;
+    double value = 0.0;
+};
+
+struct Streams {
+    py::dict index;                       // name -> position
+    std::vector<py::object> names, given;  // given: a feed's pressure as the host gave it
+    std::vector<double> p;
+    std::vector<char> known, computed;
+    std::vector<std::size_t> order;       // in the order the keys entered the result
+
+    std::size_t of(py::handle name) {
+        py::object at = get(index, name);
+        if (!at.is_none()) return py::cast<std::size_t>(at);
+        const std::size_t k = names.size();
+        index[name] = py::int_(k);
+        names.push_back(py::reinterpret_borrow<py::object>(name));
+        given.emplace_back();
+        p.push_back(UNKNOWN);
+        known.push_back(0);
+        computed.push_back(0);
+        return k;
+    }
+};
+
+// A float, or an int that a double holds exactly (Python compares larger
+// ints with floats exactly, a double would not).
+bool plain_number(py::handle x) {
+    if (PyFloat_CheckExact(x.ptr())) return true;
+    if (!PyLong_CheckExact(x.ptr())) return false;
+    int overflow = 0;
+    const long long v = PyLong_AsLongLongAndOverflow(x.ptr(), &overflow);
+    constexpr long long EXACT = 1LL << 53;
+    return overflow == 0 && v >= -EXACT && v <= EXACT;
+}
+
+void read_block(Entry& e, py::handle blocks) {
+    py::object block = item(blocks, e.name);
+    py::object sp = attr(block, SPEC);
+    if (!get(sp, P_).is_none() && !equal(attr(block, KIND), RADFRAC)) {
+        e.rule = Rule::fixed;
+        e.value = as_double(item(sp, P_));
+    } else if (!get(sp, RATIO).is_none()) {
+        e.rule = Rule::ratio;
+        e.value = as_double(item(sp, RATIO));
+    } else {
+        py::object drop = get(sp, DP);
+        e.rule = Rule::drop;
+        e.value = truthy(drop) ? as_double(drop) : 0.0;
+    }
+    e.read = true;
+}
+
+Entry read_entry(py::handle name, py::handle pair, Streams& st) {
+    auto [ins, outs] = unpack2(pair);
+    Entry e;
+    e.name = py::reinterpret_borrow<py::object>(name);
+    for (py::handle s : ins) e.ins.push_back(st.of(s));
+    for (py::handle s : outs) {
+        if (truthy(s)) e.outs.push_back(st.of(s));
+    }
+    return e;
+}
+
+// One block's turn in a sweep, as in the Python lane; true when a stream
+// got a new pressure.
+bool visit(Entry& e, py::handle blocks, Streams& st) {
+    bool any = false;
+    double p0 = 0.0;
+    for (std::size_t s : e.ins) {
+        // min(): the first of equal values stands, a later one only when smaller
+        if (st.known[s] && (!any || st.p[s] < p0)) p0 = st.p[s];
+        any = any || st.known[s];
+    }
+    if (!any) return false;
+    if (!e.read) read_block(e, blocks);
+    const double p = e.rule == Rule::fixed ? e.value : e.rule == Rule::ratio ? p0 * e.value : p0 - e.value;
+    bool changed = false;
+    for (std::size_t s : e.outs) {
+        const double before = st.known[s] ? st.p[s] : UNKNOWN;
+        if (!(std::fabs(before - p) > TOLERANCE)) continue;
+        if (!st.known[s]) st.order.push_back(s);
+        st.p[s] = p;
+        st.known[s] = st.computed[s] = 1;
+        changed = true;
+    }
+    return changed;
+}
+
+py::dict c_lane(py::handle fs, const py::dict& feeds) {
+    Streams st;
+    for (auto kv : feeds) {
+        const std::size_t s = st.of(kv.first);
+        st.given[s] = py::reinterpret_borrow<py::object>(kv.second);
+        st.p[s] = as_double(kv.second);
+        st.known[s] = 1;
+        st.order.push_back(s);
+    }
+    const std::size_t limit = sweep_limit(fs);
+    py::object blocks = attr(fs, BLOCKS);
+    std::vector<Entry> entries;
+    // The first sweep reads the ports as it goes, like the Python lane.
+    bool changed = false;
+    py::object ports = call_method(attr(fs, PORTS), ITEMS);
+    for (py::handle item : ports) {
+        auto [name, pair] = unpack2(item);
+        entries.push_back(read_entry(name, pair, st));
+        changed = visit(entries.back(), blocks, st) || changed;
+    }
+    for (std::size_t n = 1; changed && n < limit; ++n) {
+        changed = false;
+        for (Entry& e : entries) changed = visit(e, blocks, st) || changed;
+    }
+    py::dict P;
+    for (std::size_t s : st.order) P[st.names[s]] = st.computed[s] ? py::float_(st.p[s]) : st.given[s];
+    return P;
+}
+
+}  // namespace
+
+py::dict pressures(py::handle fs) {
+    py::dict P = feed_pressures(fs);
+    for (auto kv : P) {
+        if (!plain_number(kv.second)) return python_lane(fs, P);
+    }
+    return c_lane(fs, P);
 }
 
 }  // namespace flowgate
