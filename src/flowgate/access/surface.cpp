@@ -1,5 +1,7 @@
 #include "access/surface.hpp"
 
+#include <cstdint>
+
 namespace flowgate::dwsim {
 namespace {
 
@@ -11,7 +13,7 @@ const Name AvailableCompounds{"AvailableCompounds"}, SelectedCompounds{"Selected
     CAS_Number{"CAS_Number"}, AddCompound{"AddCompound"};
 const Name CreateAndAddPropertyPackage{"CreateAndAddPropertyPackage"}, PropertyPackages{"PropertyPackages"},
     ComponentName{"ComponentName"};
-const Name AddObject{"AddObject"}, GetAsObject{"GetAsObject"}, ConnectObjects{"ConnectObjects"},
+const Name AddObject{"AddObject"}, ConnectObjects{"ConnectObjects"},
     SimulationObjects{"SimulationObjects"};
 const Name Keys{"Keys"}, Values{"Values"}, ContainsKey{"ContainsKey"}, Add{"Add"}, Clear{"Clear"},
     Clone{"Clone"};
@@ -102,15 +104,28 @@ py::list property_packages(py::handle sim) {
 
 py::object package_name(py::handle pkg) { return attr(pkg, ComponentName); }
 
-py::object object_type(py::handle OT, const Name& member) { return attr(OT, member); }
+Drawing::Drawing(py::handle sim, py::handle OT)
+    : OT_(py::reinterpret_borrow<py::object>(OT)), add_object_(attr(sim, AddObject)),
+      connect_objects_(attr(sim, ConnectObjects)) {}
 
-py::object add_object(py::handle sim, py::handle type, py::handle x, py::handle y, py::handle tag) {
-    return call_method(call_method(sim, AddObject, type, x, y, tag), GetAsObject);
+// AddObject gives the interface view; __implementation__ is the object that
+// GetAsObject() would give, at a cheaper crossing.
+py::object Drawing::add(const Name& type, py::handle x, py::handle y, py::handle tag) {
+    py::object member = get(types_, type.get());
+    if (member.is_none()) types_[type.get()] = member = attr(OT_, type);
+    py::object view = add_object_(member, x, y, tag);
+    py::object o = attr(view, implementation);
+    graphics_[py::int_(reinterpret_cast<std::uintptr_t>(o.ptr()))] = py::make_tuple(o, attr(view, GraphicObject));
+    return o;
 }
 
-// DWSIM connects drawing objects, not simulation objects.
-void connect_objects(py::handle sim, py::handle from, py::handle to, py::handle i, py::handle j) {
-    call_method(sim, ConnectObjects, attr(from, GraphicObject), attr(to, GraphicObject), i, j);
+py::object Drawing::graphic_of(py::handle o) {
+    py::object known = get(graphics_, py::int_(reinterpret_cast<std::uintptr_t>(o.ptr())));
+    return known.is_none() ? attr(o, GraphicObject) : py::object(known[py::int_(1)]);
+}
+
+void Drawing::connect(py::handle from, py::handle to, py::handle i, py::handle j) {
+    connect_objects_(graphic_of(from), graphic_of(to), i, j);
 }
 
 // The entries of SimulationObjects are interface views: the concrete object

@@ -49,14 +49,28 @@ py::object package_name(py::handle pkg);
 // The ObjectType members that add the two kinds of stream.
 extern const Name MATERIAL_STREAM, ENERGY_STREAM;
 
-// The member `member` of the ObjectType enumeration `OT`.
-py::object object_type(py::handle OT, const Name& member);
+// The drawing of one flowsheet, as the build uses it: its two methods bound
+// once, the ObjectType members read once, and each object's drawing object
+// read once, when the object is added.
+class Drawing {
+public:
+    Drawing(py::handle sim, py::handle OT);
 
-// Adds an object of type `type` at (x, y) tagged `tag`; the concrete object.
-py::object add_object(py::handle sim, py::handle type, py::handle x, py::handle y, py::handle tag);
+    // Adds an object of ObjectType member `type` at (x, y) tagged `tag`; the
+    // concrete object.
+    py::object add(const Name& type, py::handle x, py::handle y, py::handle tag);
 
-// Output port `i` of `from` to input port `j` of `to`; -1 lets DWSIM choose.
-void connect_objects(py::handle sim, py::handle from, py::handle to, py::handle i, py::handle j);
+    // Output port `i` of `from` to input port `j` of `to`; -1 lets DWSIM choose.
+    // DWSIM connects drawing objects, not simulation objects.
+    void connect(py::handle from, py::handle to, py::handle i, py::handle j);
+
+private:
+    py::object graphic_of(py::handle o);
+
+    py::object OT_, add_object_, connect_objects_;
+    py::dict types_;     // ObjectType member name -> member
+    py::dict graphics_;  // id of an object added -> (object, its drawing object)
+};
 
 // Every object of the flowsheet as DWSIM lists it: its drawing object and its
 // concrete object.

@@ -373,6 +373,7 @@ Built build(py::handle fs, const Automation& at) {
     s.fs = py::reinterpret_borrow<py::object>(fs);
     s.doubles = dwsim::double_array_type();
     s.sim = dwsim::create_flowsheet(at.a);
+    s.drawing = std::make_unique<dwsim::Drawing>(s.sim, at.ObjectType);
     s.names = compound_names(fs, s.sim);
     py::object components = attr(attr(fs, PP), COMPONENTS);
     check_one_component_each(components, s.names);

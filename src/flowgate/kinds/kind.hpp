@@ -8,9 +8,11 @@
 #pragma once
 
 #include "access/automation.hpp"
+#include "access/surface.hpp"
 #include "frame/python.hpp"
 #include "frame/tables.hpp"
 
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -21,6 +23,7 @@ struct Sheet {
     Automation at;
     py::object fs;
     py::object sim;      // the DWSIM flowsheet being built
+    std::unique_ptr<dwsim::Drawing> drawing;
     py::object doubles;  // .NET double[], for the compositions
     py::object names;    // {component: DWSIM compound name}
     py::object pos;      // {stream or block: (x, y)}

@@ -10,11 +10,12 @@ namespace flowgate {
 
 py::object mix_inlets(Sheet& s, const Block& b, py::handle tag, py::handle x) {
     py::list ins = to_list(b.ins);
+    const auto n = static_cast<py::ssize_t>(py::len(ins));
     const py::ssize_t room = MIXER.inlets;
     py::str what = py::str("block {!r}").format(b.name);
     py::ssize_t next = 0;
     py::object carried;  // the mix of the stages before
-    for (int stage = 1; py::len(ins) - next > room - (carried ? 1 : 0); ++stage) {
+    for (int stage = 1; n - next > room - (carried ? 1 : 0); ++stage) {
         py::object stage_tag = s.fresh(py::str("{}-{}").format(tag, stage), what);
         py::object at = x - py::int_(30 * stage);
         py::object o = s.add(MIXER.object_type, at, b.y, stage_tag);
@@ -27,7 +28,7 @@ py::object mix_inlets(Sheet& s, const Block& b, py::handle tag, py::handle x) {
     py::object o = s.add(MIXER.object_type, x, b.y, tag);
     py::ssize_t j = 0;
     if (carried) s.connect(carried, o, -1, j++);
-    for (; next < py::len(ins); ++j) s.connect(item(s.obj, ins[next++]), o, -1, j);
+    for (; next < n; ++j) s.connect(item(s.obj, ins[next++]), o, -1, j);
     return o;
 }
 

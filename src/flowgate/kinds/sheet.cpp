@@ -27,7 +27,7 @@ py::object Sheet::fresh(py::handle base, py::handle what) {
 }
 
 py::object Sheet::add(const Name& type, py::handle x, py::handle y, py::handle tag) const {
-    return dwsim::add_object(sim, dwsim::object_type(at.ObjectType, type), x, y, tag);
+    return drawing->add(type, x, y, tag);
 }
 
 py::object Sheet::outlet(py::handle stream) {
@@ -37,7 +37,7 @@ py::object Sheet::outlet(py::handle stream) {
 }
 
 void Sheet::connect(py::handle x, py::handle y, py::ssize_t i, py::ssize_t j) const {
-    dwsim::connect_objects(sim, x, y, py::int_(i), py::int_(j));
+    drawing->connect(x, y, py::int_(i), py::int_(j));
 }
 
 // An energy stream takes its block's place, or place 0 of the default row.
