@@ -22,9 +22,25 @@ def nrtl(n=2, **cells):
     return m
 
 
-def set_nrtl(flowgate, pairs, components=("W", "E"), **cells):
+class Indexed:
+    """The same numbers without numpy's buffer: the module reads them through Python's indexing."""
+
+    def __init__(self, array):
+        self.array, self.shape = array, array.shape
+
+    def __getitem__(self, key):
+        return self.array[key]
+
+
+# A numpy array is read from its memory, anything else through Python: the same values either way.
+@pytest.fixture(params=["buffer", "indexed"])
+def lane(request):
+    return (lambda a: a) if request.param == "buffer" else Indexed
+
+
+def set_nrtl(flowgate, pairs, components=("W", "E"), lane=lambda a: a, **cells):
     pkg = nrtl_package({p: NrtlRecord(ID1="?", ID2="?", comment="-".join(p)) for p in pairs} if pairs else None)
-    flowgate._set_parameters(pkg, NS(components=list(components), nrtl=nrtl(len(components), **cells)), NAMES,
+    flowgate._set_parameters(pkg, NS(components=list(components), nrtl=lane(nrtl(len(components), **cells))), NAMES,
                              "NRTL")
     return pkg.m_uni.InteractionParameters
 
@@ -41,8 +57,8 @@ REVERSED = dict(ID1="Ethanol", ID2="Water", A12=40.0 * R, A21=100.0 * R, B12=-0.
     # DWSIM reads each order for its own row: both records get the host's pair, each in its orientation
     ([("Water", "Ethanol"), ("Ethanol", "Water")], [FORWARD, REVERSED]),
 ])
-def test_change_of_form_units_and_orientation(flowgate, host, stored, written):
-    ip = set_nrtl(flowgate, stored, A01=0.5, A10=-0.25, B01=100.0, B10=40.0, C01=0.3, C10=0.9, F01=0.01, F10=0.02)
+def test_change_of_form_units_and_orientation(flowgate, host, lane, stored, written):
+    ip = set_nrtl(flowgate, stored, lane=lane, A01=0.5, A10=-0.25, B01=100.0, B10=40.0, C01=0.3, C10=0.9, F01=0.01, F10=0.02)
     assert [vars(ip[w["ID1"]][w["ID2"]]) for w in written] == written
     assert host.log.lines == []
 
@@ -69,8 +85,8 @@ def test_without_a_template_each_pair_is_given_up(flowgate, host):
     ({"F10": 1.0, "E10": 1.0}, True, True),
     ({"F10": 1.0, "D10": 1.0}, True, False),                 # D[j, i] is not tested
 ])
-def test_which_pairs_are_written_and_warned(flowgate, host, cells, written, warned):
-    r = set_nrtl(flowgate, [("Water", "Ethanol")], **cells)["Water"]["Ethanol"]
+def test_which_pairs_are_written_and_warned(flowgate, host, lane, cells, written, warned):
+    r = set_nrtl(flowgate, [("Water", "Ethanol")], lane=lane, **cells)["Water"]["Ethanol"]
     assert (r.ID1 == "Water") == written and r.alpha12 == 0.0
     assert host.log.lines == ([("warning", DE, "W", "E")] if warned else [])
 
@@ -87,12 +103,12 @@ def test_which_pairs_are_written_and_warned(flowgate, host, cells, written, warn
     ([0.1, 2.0], [], {}, ["the temperature terms are left out", "not set (DWSIM has no entry)"]),
     ([0.0, 0.0], [("Water", "Ethanol")], {}, []),
 ])
-def test_kij(flowgate, host, method, terms, stored, expected, warnings):
+def test_kij(flowgate, host, lane, method, terms, stored, expected, warnings):
     pkg = cubic_package({pair: PrRecord(kij=-1.0) for pair in stored})
     pkg.AreModelParametersDirty = False
     kij = np.zeros((len(terms), 2, 2))
     kij[:, 0, 1], kij[:, 1, 0] = terms, 0.5         # [1, 0] is never read
-    flowgate._set_parameters(pkg, NS(components=["W", "E"], kij=kij), NAMES, method)
+    flowgate._set_parameters(pkg, NS(components=["W", "E"], kij=lane(kij)), NAMES, method)
     ip = pkg.m_pr.InteractionParameters
     got = {(a, b): ip[a][b].kij for a in ip.Keys for b in ip[a].Keys if ip[a][b].kij != -1.0}
     assert got == expected and all(type(v) is float for v in got.values())
