@@ -36,23 +36,30 @@ struct StreamState {
     py::list x;
 };
 
+// What reading the streams back needs, made once per call: the host's flash
+// and package, numpy's array, and the upper-cased component keys.
+struct Reader {
+    py::object flash, pp, array;
+    std::vector<py::object> keys;
+};
+
+void set(py::dict& d, const Name& key, py::handle value) {
+    if (PyDict_SetItem(d.ptr(), key.get().ptr(), value.ptr()) < 0) throw py::error_already_set();
+}
+
 // The host's enthalpy at the stream's state; None for a stream without flow
 // or where the host's flash fails.
-py::object enthalpy(py::handle flash, py::handle pp, const StreamState& st) {
-    static const Name NP{"np"}, ARRAY{"array"}, H_{"H"};
+py::object enthalpy(const Reader& r, const StreamState& st) {
+    static const Name H_{"H"};
     py::object H = py::none();
     if (!(st.F > 0.0)) return H;
-    py::object failure = exception_of([&] {
-        py::object x = call_method(module_attr(NP), ARRAY, st.x);
-        H = item(flash(pp, x, st.P, py::arg("T") = st.T), H_);
-    });
+    py::object failure = exception_of([&] { H = item(r.flash(r.pp, r.array(st.x), st.P, py::arg("T") = st.T), H_); });
     return failure.is_none() ? H : py::none();
 }
 
 // The record of one stream, or an entry in `errors` when it can't be read.
-void read_stream(py::handle fs, py::handle flash, const py::list& comps, py::handle n, py::handle o,
-                 py::dict& streams, py::list& errors) {
-    static const Name PP{"pp"};
+void read_stream(const Reader& r, py::handle n, py::handle o, py::dict& streams, py::list& errors) {
+    static const Name T_{"T"}, P_{"P"}, F_{"F"}, X_{"x"}, VFRAC{"VFRAC"}, H_{"H"};
     StreamState st;
     py::object failure = exception_of([&] {
         st.F = as_double(dwsim::molar_flow(o)) / 1000.0;
@@ -67,15 +74,17 @@ void read_stream(py::handle fs, py::handle flash, const py::list& comps, py::han
     }
     py::object vf = dwsim::vapour_fraction(o);
     py::dict x;
-    const std::size_t n_x = std::min(py::len(comps), py::len(st.x));
-    for (std::size_t i = 0; i < n_x; ++i) x[upper(comps[i])] = st.x[i];
+    const std::size_t n_x = std::min(r.keys.size(), py::len(st.x));
+    for (std::size_t i = 0; i < n_x; ++i) {
+        if (PyDict_SetItem(x.ptr(), r.keys[i].ptr(), PyList_GET_ITEM(st.x.ptr(), i)) < 0) throw py::error_already_set();
+    }
     py::dict record;
-    record["T"] = st.T;
-    record["P"] = st.P;
-    record["F"] = py::float_(st.F);
-    record["x"] = x;
-    record["VFRAC"] = vf.is_none() ? py::float_(0.0) : to_float(vf);
-    record["H"] = enthalpy(flash, attr(fs, PP), st);
+    set(record, T_, st.T);
+    set(record, P_, st.P);
+    set(record, F_, py::float_(st.F));
+    set(record, X_, x);
+    set(record, VFRAC, vf.is_none() ? py::float_(0.0) : to_float(vf));
+    set(record, H_, enthalpy(r, st));
     streams[upper(n)] = record;
 }
 
@@ -142,12 +151,14 @@ py::dict solve_dwsim(py::handle fs, py::handle, py::handle save_to) {
     results["errors"] = errors;
     results["notes"] = built.notes;
 
-    py::object flash = import_sibling("thermodynamic", "flash");
+    static const Name NP{"np"}, ARRAY{"array"};
+    Reader reader{import_sibling("thermodynamic", "flash"), attr(fs, PP), attr(module_attr(NP), ARRAY), {}};
+    for (py::handle c : comps) reader.keys.push_back(upper(c));
     py::object names = port_streams(fs);
     for (py::handle n : names) {
         deliver_interrupts();
         py::object o = get(built.obj, n);
-        if (!o.is_none() && !built.phantom_streams.contains(n)) read_stream(fs, flash, comps, n, o, streams, errors);
+        if (!o.is_none() && !built.phantom_streams.contains(n)) read_stream(reader, n, o, streams, errors);
     }
     read_blocks(fs, built, blocks);
     note_shared_keys(built.notes, "streams", names);
