@@ -254,6 +254,7 @@ class _Lines(logging.Handler):
     def __init__(self, name):
         super().__init__()
         self.lines = []
+        name = name.replace("%", "%%")  # the format's own % fields stay the only ones
         self.setFormatter(logging.Formatter(f"kelvane: %(levelname)s: {name}: %(message)s"))
 
     def emit(self, record):

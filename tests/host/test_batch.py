@@ -164,19 +164,20 @@ def test_ctrl_c_stops_the_workers(sheets, tmp_path):
             os.kill(pid, 0)
 
 
-@pytest.mark.parametrize("name", ["-dash ü.json", b"bytes \xff.json", Path("sp ace.json")])
+@pytest.mark.parametrize("name", ["-dash ü.json", b"bytes \xff.json", Path("sp ace 100%(x)s.json")])
 def test_odd_file_names(fake_single, tmp_path, monkeypatch, capsys, name):
     """Paths as Python takes them (str, bytes, os.PathLike), names that start
     with a dash (after --) and bytes that are no UTF-8, in the reports too."""
     monkeypatch.chdir(tmp_path)
     text = os.fsdecode(name)
-    Path(text).write_text(DEMO.read_text())
+    Path(text).write_text(json.dumps(dict(json.loads(DEMO.read_text()), name="noisy")))
     save = text.replace(".json", ".dwxmz")
     code, out, err = run(["solve", f"--save={save}", "--", name], capsys)
-    assert (code, err, fake_single.calls) == (0, "", [save])
+    assert (code, err, fake_single.calls) == (0, "kelvane: WARNING: a warning while solving\n", [save])
     assert out.endswith(f"Saved: {cli.shown(save)}\n")
-    code, out, _ = run(["solve", "--jobs", "1", "--", name, Path(text)], capsys)
+    code, out, err = run(["solve", "--jobs", "1", "--", name, Path(text)], capsys)
     assert code == 0 and sections(out)[1] == [cli.shown(text)] * 2
+    assert err == f"kelvane: WARNING: {cli.shown(text)}: a warning while solving\n" * 2
 
 
 @pytest.fixture
