@@ -40,7 +40,8 @@ def build_parser():
     p.add_argument("-v", "--verbose", action="count", default=0, help="more log output (-vv: debug)")
     sub = p.add_subparsers(dest="command", required=True, metavar="COMMAND", parser_class=_Parser)
     s = sub.add_parser("solve", help="solve JSON flowsheets with DWSIM and print the results")
-    s.add_argument("flowsheets", metavar="FLOWSHEET.json", nargs="+")
+    s.add_argument("flowsheets", metavar="FLOWSHEET.json", nargs="+",
+                   help="one or more; several are solved in worker processes, reported in this order")
     s.add_argument("--save", metavar="OUT.dwxmz|FOLDER",
                    help="also save the solved DWSIM file; with several flowsheets an existing "
                         "folder, which gets one NAME.dwxmz per FLOWSHEET NAME.json")
