@@ -31,10 +31,26 @@ PATHS = [str(TESTS)] + sorted(str(p) for p in TESTS.iterdir() if p.is_dir() and 
 def spawn(target, *args, env=None, timeout=120):
     """Runs `target` ("module:function") with `args` in a new interpreter; the
     finished process, whatever its exit code."""
+    return subprocess.run(_command(target, args), capture_output=True, text=True,
+                          env=_environment(env), timeout=timeout)
+
+
+def start(target, *args, env=None, **popen):
+    """Starts `target` as `spawn` does and returns the running process
+    (subprocess.Popen, stdout and stderr piped as text), for tests that act on it
+    while it runs."""
+    return subprocess.Popen(_command(target, args), stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                            text=True, env=_environment(env), **popen)
+
+
+def _command(target, args):
+    return [sys.executable, str(Path(__file__)), target, json.dumps(list(args))]
+
+
+def _environment(env):
     full = {**os.environ, "KELVANE_DWSIM": str(DWSIM), "PYTHONWARNINGS": "ignore", **(env or {})}
     full["PYTHONPATH"] = os.pathsep.join(PATHS + [p for p in [full.get("PYTHONPATH")] if p])
-    return subprocess.run([sys.executable, str(Path(__file__)), target, json.dumps(list(args))],
-                          capture_output=True, text=True, env=full, timeout=timeout)
+    return full
 
 
 def result(done):

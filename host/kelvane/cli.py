@@ -4,6 +4,7 @@ Exit codes: 0 done; 1 DWSIM (or the module) failed or reported errors;
 2 a mistake of the user's: arguments, files, the flowsheet, DWSIM's folder.
 """
 import argparse
+import functools
 import importlib
 import json
 import logging
@@ -11,7 +12,9 @@ import math
 import os
 import sys
 import warnings
+from contextlib import closing
 
+from . import batch
 from .datamanager import flowsheet_from_dict, load_flowsheet
 from .diagnostics import log
 
@@ -36,9 +39,17 @@ def build_parser():
     p = _Parser(prog="kelvane", description="Kelvane stand-in host: DWSIM through kelvane.flowgate.")
     p.add_argument("-v", "--verbose", action="count", default=0, help="more log output (-vv: debug)")
     sub = p.add_subparsers(dest="command", required=True, metavar="COMMAND", parser_class=_Parser)
-    s = sub.add_parser("solve", help="solve a JSON flowsheet with DWSIM and print the results")
-    s.add_argument("flowsheet", metavar="FLOWSHEET.json")
-    s.add_argument("--save", metavar="OUT.dwxmz", help="also save the solved DWSIM file")
+    s = sub.add_parser("solve", help="solve JSON flowsheets with DWSIM and print the results")
+    s.add_argument("flowsheets", metavar="FLOWSHEET.json", nargs="+",
+                   help="one or more; several are solved in worker processes, reported in this order")
+    s.add_argument("--save", metavar="OUT.dwxmz|FOLDER",
+                   help="also save the solved DWSIM file; with several flowsheets an existing "
+                        "folder, which gets one NAME.dwxmz per FLOWSHEET NAME.json")
+    s.add_argument("-j", "--jobs", metavar="N", type=_jobs,
+                   help="solve in N worker processes, each with its own DWSIM (0: one per core; "
+                        "default 1 when several flowsheets are given)")
+    s.add_argument("--progress", action="store_true",
+                   help="report 'solved i/n' on stderr (default: when stderr is a terminal)")
     e = sub.add_parser("export", help="write a JSON flowsheet as a DWSIM file")
     e.add_argument("flowsheet", metavar="FLOWSHEET.json")
     e.add_argument("out", metavar="OUT.dwxmz")
@@ -56,6 +67,8 @@ def main(argv=None):
     handler = logging.StreamHandler(sys.stderr)
     handler.setFormatter(logging.Formatter("kelvane: %(levelname)s: %(message)s"))
     log.addHandler(handler)
+    if argv is not None:  # paths as Python takes them: str, bytes or os.PathLike
+        argv = [os.fsdecode(a) if isinstance(a, (bytes, os.PathLike)) else a for a in argv]
     try:
         args = build_parser().parse_args(argv)
         log.setLevel({0: logging.WARNING, 1: logging.INFO}.get(args.verbose, logging.DEBUG))
@@ -72,14 +85,23 @@ def main(argv=None):
 # -- commands -------------------------------------------------------------------------------
 
 def cmd_solve(args):
-    fs = _open(args.flowsheet)
-    if args.save:
-        _check_target(args.save)
-    results = _call("solve_dwsim", fs, save=args.save)
-    print(format_results(results, _degree_sign()))
-    if args.save:
-        print(f"\nSaved: {args.save}")
-    return FAILED if results["errors"] else 0
+    if len(args.flowsheets) > 1 or args.jobs is not None:
+        return solve_batch(args)
+    code, report = solve_report(args.flowsheets[0], args.save, _degree_sign())
+    print(_printable(report))
+    return code
+
+
+def solve_report(path, save, celsius):
+    """(exit code, the report) of one flowsheet; CommandError if it fails."""
+    fs = _open(path)
+    if save:
+        _check_target(save)
+    results = _call("solve_dwsim", fs, save=save)
+    report = format_results(results, celsius)
+    if save:
+        report += f"\n\nSaved: {save}"
+    return (FAILED if results["errors"] else 0), report
 
 
 def cmd_export(args):
@@ -129,6 +151,117 @@ def cmd_available(args):
     return FAILED
 
 
+# -- solving several flowsheets ---------------------------------------------------------------
+# Each worker process has its own DWSIM; the reports come back as text and are
+# printed here, in the order of the command line, each under a header line.
+
+WORKER_SETUP = None  # a function run first in every worker (the tests stand a fake module in)
+
+
+def solve_batch(args):
+    paths = args.flowsheets
+    targets = _save_targets(paths, args.save)
+    jobs = batch.cores() if args.jobs == 0 else (args.jobs or 1)
+    progress = len(paths) > 1 and (args.progress or sys.stderr.isatty())
+    tasks = [(path, target, _degree_sign(), log.level) for path, target in zip(paths, targets)]
+    setup = functools.partial(_worker_setup, WORKER_SETUP)
+    outcomes, printed, codes = {}, 0, []
+    try:
+        with closing(batch.run(_solve_in_worker, tasks, jobs, setup)) as finishing:
+            for done, (index, outcome) in enumerate(finishing, 1):
+                outcomes[index] = outcome
+                if progress:
+                    print(f"kelvane: solved {done}/{len(paths)}", file=sys.stderr, flush=True)
+                while printed in outcomes:
+                    codes.append(_print_section(printed, paths[printed], outcomes.pop(printed)))
+                    printed += 1
+    except KeyboardInterrupt:
+        print(f"kelvane: interrupted; {len(codes)} of {len(paths)} flowsheets reported",
+              file=sys.stderr, flush=True)
+        raise
+    failed = [shown(paths[i]) for i, code in enumerate(codes) if code]
+    if failed:
+        listed = ", ".join(failed[:5]) + (", ..." if len(failed) > 5 else "")
+        print(f"kelvane: error: {len(failed)} of {len(paths)} flowsheets failed: {listed}",
+              file=sys.stderr)
+    return max(codes)
+
+
+def _print_section(index, path, outcome):
+    """Prints one flowsheet's report (or its one-line error) under its header;
+    its log lines go to stderr. Its exit code."""
+    if isinstance(outcome, batch.Failure):
+        outcome = (FAILED, None, str(outcome), [])
+    code, report, error, logs = outcome
+    for line in logs:
+        print(line, file=sys.stderr)
+    if index:
+        print()
+    text = report if error is None else f"kelvane: error: {one_line(error)}"
+    print(_printable(f"==> {shown(path)} <==\n{text}"), flush=True)
+    return code
+
+
+def _save_targets(paths, save):
+    """Where each flowsheet is saved: None, the one file, or FOLDER/NAME.dwxmz."""
+    if not save:
+        return [None] * len(paths)
+    if os.path.isdir(save):
+        targets = [os.path.join(save, os.path.splitext(os.path.basename(p))[0] + ".dwxmz") for p in paths]
+        seen = {}
+        for path, target in zip(paths, targets):
+            key = os.path.normcase(target)
+            if key in seen:
+                raise CommandError(f"--save {save}: {seen[key]} and {path} would both be saved as {target}")
+            seen[key] = path
+        return targets
+    if len(paths) > 1:
+        raise CommandError(f"--save {save}: with several flowsheets --save names an existing folder "
+                           "(each is saved there as NAME.dwxmz)")
+    _check_target(save)
+    return [save]
+
+
+def _worker_setup(hook):
+    # What DWSIM or .NET print on stdout must not mix into the reports, which
+    # travel to the parent; the worker's stdout goes to stderr.
+    sys.stdout.flush()
+    os.dup2(2, 1)
+    sys.stdout = sys.stderr
+    warnings.filterwarnings("ignore", message="Hosting Mono versions before", category=UserWarning)
+    if hook is not None:
+        hook()
+
+
+def _solve_in_worker(task):
+    """In a worker: (exit code, report or None, error or None, log lines)."""
+    path, save, celsius, level = task
+    lines = _Lines(shown(path))
+    log.addHandler(lines)
+    log.setLevel(level)
+    try:
+        return (*solve_report(path, save, celsius), None, lines.lines)
+    except CommandError as e:
+        return e.code, None, str(e), lines.lines
+    except Exception as e:  # a fault of this code; the other flowsheets go on
+        return FAILED, None, f"{type(e).__name__}: {e}", lines.lines
+    finally:
+        log.removeHandler(lines)
+
+
+class _Lines(logging.Handler):
+    """Keeps the log lines of one flowsheet, to print with its report."""
+
+    def __init__(self, name):
+        super().__init__()
+        self.lines = []
+        name = name.replace("%", "%%")  # the format's own % fields stay the only ones
+        self.setFormatter(logging.Formatter(f"kelvane: %(levelname)s: {name}: %(message)s"))
+
+    def emit(self, record):
+        self.lines.append(one_line(self.format(record)))
+
+
 COMMANDS = {"solve": cmd_solve, "export": cmd_export, "import": cmd_import,
             "available": cmd_available}
 
@@ -147,6 +280,7 @@ def _open(path):
 
 
 def _check_target(path):
+    path = os.fsdecode(path)
     if not path.lower().endswith(DWSIM_SUFFIXES):
         raise CommandError(f"{path}: DWSIM files end in {' or '.join(DWSIM_SUFFIXES)}")
     folder = os.path.dirname(os.path.abspath(path))
@@ -193,6 +327,29 @@ def _json_default(value):
     if isinstance(value, (set, tuple)):
         return list(value)
     raise TypeError(f"{type(value).__name__} is not JSON")
+
+
+def _jobs(text):
+    try:
+        jobs = int(text)
+    except ValueError:
+        raise argparse.ArgumentTypeError(f"not a whole number: {text!r}") from None
+    if jobs < 0:
+        raise argparse.ArgumentTypeError(f"{jobs}: give 1 or more, or 0 for one per core")
+    return jobs
+
+
+def shown(path):
+    """A path as printable text: bytes a file name may hold that are no text
+    (kept by Python as surrogates) shown as escapes."""
+    return os.fsdecode(path).encode("utf-8", "backslashreplace").decode("utf-8")
+
+
+def _printable(text):
+    """Text that stdout can take: what its encoding lacks (and the surrogates
+    of undecodable file names) as escapes, rather than a failed print."""
+    encoding = sys.stdout.encoding or "utf-8"
+    return text.encode(encoding, "backslashreplace").decode(encoding)
 
 
 def _degree_sign():

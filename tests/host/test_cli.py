@@ -46,7 +46,7 @@ def fake(monkeypatch):
 
 
 def run(argv, capsys):
-    code = cli.main([str(a) for a in argv])
+    code = cli.main(list(argv))   # paths as they come: str or os.PathLike
     return (code, *capsys.readouterr())
 
 
