@@ -276,7 +276,8 @@ def _open(path):
     except OSError as e:
         raise CommandError(f"{path}: cannot read ({e.strerror})") from None
     except ValueError as e:
-        raise CommandError(f"{path}: {e}") from None
+        message = str(e)   # a JSON error names the file already
+        raise CommandError(message if message.startswith(f"{path}:") else f"{path}: {message}") from None
 
 
 def _check_target(path):
