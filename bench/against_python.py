@@ -45,6 +45,18 @@ import plain  # noqa: E402
 from kelvane import flowgate  # noqa: E402
 
 
+def _fingerprint():
+    """The first hex digits of the module file's SHA-1, read right after the import: the
+    module may be reinstalled while the benchmark runs, and each process says which one
+    it timed."""
+    import hashlib
+    with open(flowgate.__file__, "rb") as f:
+        return hashlib.sha1(f.read()).hexdigest()[:12]
+
+
+MODULE = _fingerprint()
+
+
 # ---- timing -------------------------------------------------------------------------------
 
 def batch(fn, repeat, prepare=None):
@@ -621,11 +633,11 @@ def main():
     if args.part == "net":
         rows = net_part(args.quick)
         if args.json:
-            print("ROWS " + json.dumps(rows))
+            print("ROWS " + json.dumps({"module": MODULE, "rows": rows}))
         else:
             show(rows, ".NET paths: the module's build against a straight-line replay of its calls")
         return
-    print(f"module: {flowgate.__file__}")
+    print(f"module: {flowgate.__file__} (sha1 {MODULE}...)")
     if args.part in ("all", "host"):
         show(host_part(args.quick, args.full), "Host-side work on fakes (same inputs on both sides)")
     if args.part == "all":
@@ -634,8 +646,13 @@ def main():
         lines = [line[5:] for line in done.stdout.splitlines() if line.startswith("ROWS ")]
         if done.returncode != 0 or not lines:
             sys.exit(f"the .NET part failed (exit {done.returncode})")
-        show(json.loads(lines[0]), ".NET paths on the stand-in DWSIM: the module's build against a straight-line "
-                                   "replay of the same calls")
+        net = json.loads(lines[0])
+        heading = ".NET paths on the stand-in DWSIM: the module's build against a straight-line replay of the same calls"
+        if net["module"] != MODULE:
+            heading += f"\n(another module: sha1 {net['module']}..., reinstalled while this ran)"
+        show(net["rows"], heading)
+        if _fingerprint() != MODULE:
+            print(f"\nThe module file changed while this ran (now sha1 {_fingerprint()}...): rerun for one set.")
 
 
 if __name__ == "__main__":
