@@ -661,6 +661,13 @@ def solve_dwsim(fs, a, m, build, flash, log):
             continue
         power = b.kind in KINDS and KINDS[b.kind][2]
         blocks[name.upper()] = {"power" if power else "duty": float(q) * 1000.0}
+    # Results are keyed by upper-cased names: names that differ only in case share a key.
+    for what, group in (("streams", sorted(names)), ("blocks", fs.blocks.keys()), ("components", comps)):
+        by_key = {}
+        for n in group:
+            by_key.setdefault(n.upper(), []).append(repr(n))
+        notes.extend(f"{what} {' and '.join(same)} share the result key {key}: only one of them is reported"
+                     for key, same in by_key.items() if len(same) > 1)
     for e in errors:
         log.error("DWSIM: %s", e)
     for e in notes:
