@@ -3,16 +3,30 @@
 #include "access/surface.hpp"
 #include "frame/process.hpp"
 
+#include <utility>
+#include <vector>
+
 namespace flowgate {
 namespace {
 
 const Name ALIAS{"alias"}, CAS{"cas"}, NAME{"name"}, LOWER{"lower"}, STRIP{"strip"}, EMPTY{""};
 
-// The host's databank entries by alias; a later alias replaces an earlier one.
-py::dict by_alias(py::handle databank_index) {
+// The host's databank entries by alias, of the aliases `wanted`; a later
+// alias replaces an earlier one. Every entry's alias is read (an entry
+// without one raises), only the wanted are kept: a databank holds tens of
+// thousands, a flowsheet a few.
+py::dict by_alias(py::handle databank_index, const py::set& wanted) {
     py::dict index;
     py::object entries = databank_index();
-    for (py::handle entry : entries) index[item(entry, ALIAS)] = entry;
+    py::object it = steal_or_throw(PyObject_GetIter(entries.ptr()));
+    while (PyObject* next = PyIter_Next(it.ptr())) {
+        auto entry = py::reinterpret_steal<py::object>(next);
+        py::object alias = item(entry, ALIAS);
+        const int keep = PySet_Contains(wanted.ptr(), alias.ptr());
+        if (keep < 0) throw py::error_already_set();
+        if (keep == 1 && PyDict_SetItem(index.ptr(), alias.ptr(), entry.ptr()) < 0) throw py::error_already_set();
+    }
+    if (PyErr_Occurred()) throw py::error_already_set();
     return index;
 }
 
@@ -82,17 +96,22 @@ py::dict compound_names(py::handle fs, py::handle sim) {
     static const Name META{"meta"}, GET{"get"}, ALIASES{"aliases"}, PP{"pp"}, COMPONENTS{"components"};
     py::object databank_index = import_sibling("components", "databank_index");
     py::dict cas = compounds(sim);
-    py::dict entries = by_alias(databank_index);
-    if (!name_index().cas.is(cas)) names_of(cas);
-    const py::dict names = name_index().names;
     py::object aliases = call_method(attr(fs, META), GET, ALIASES.get());
     if (!truthy(aliases)) aliases = py::dict();
+    std::vector<std::pair<py::object, py::object>> wanted;  // (component, alias)
+    py::set alias_set;
+    py::object components = attr(attr(fs, PP), COMPONENTS);
+    for (py::handle c : components) {
+        wanted.emplace_back(py::reinterpret_borrow<py::object>(c), get(aliases, c, c));
+        alias_set.add(wanted.back().second);
+    }
+    py::dict entries = by_alias(databank_index, alias_set);
+    if (!name_index().cas.is(cas)) names_of(cas);
+    const py::dict names = name_index().names;
 
     py::dict result;
     py::list missing;
-    py::object components = attr(attr(fs, PP), COMPONENTS);
-    for (py::handle c : components) {
-        py::object alias = get(aliases, c, c);
+    for (const auto& [c, alias] : wanted) {
         py::object found = dwsim_name(c, get(entries, alias), cas, names);
         if (found.is_none()) missing.append(py::str(c) + py::str(" (") + py::str(alias) + py::str(")"));
         result[c] = found;
