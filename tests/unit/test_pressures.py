@@ -1,4 +1,5 @@
 """Stream pressures from feeds and pressure specifications, through the compiled module."""
+from types import MappingProxyType
 from types import SimpleNamespace as NS
 
 import numpy as np
@@ -157,9 +158,28 @@ def test_both_lanes_give_the_same_pressures_bit_for_bit(flowgate):
     for case in range(300):
         feeds, blocks, ports = random_flowsheet(rng, rng.randint(1, 12))
         fast = flowgate._pressures(flowsheet(feeds, blocks, ports))
+        # the same flowsheet held in read-only mappings and tuples, walked through items() and iterators
+        held = flowsheet(feeds, blocks, MappingProxyType({k: (tuple(i), tuple(o)) for k, (i, o) in ports.items()}))
+        held.feeds = MappingProxyType(held.feeds)
+        assert flowgate._pressures(held) == fast, case
         slow = flowgate._pressures(flowsheet({s: Pa(p) for s, p in feeds.items()}, blocks, ports))
         assert list(fast) == list(slow), case
         assert all(fast[s] == slow[s] or (fast[s] != fast[s] and slow[s] != slow[s]) for s in fast), case
         # computed values are floats in both; a feed that kept its pressure keeps the host's object
         assert all(type(fast[s]) is type(feeds[s]) if s in feeds and fast[s] is feeds[s] else type(fast[s]) is float
                    for s in fast), case
+
+
+def test_ports_that_change_size_while_read_raise_as_a_for_loop_would(flowgate):
+    class Growing:
+        def __init__(self, ports):
+            self.ports = ports
+
+        def __bool__(self):  # an outlet name tested for truth adds a block
+            self.ports[f"X{len(self.ports)}"] = ([], [])
+            return True
+
+    ports = {"B": (["F"], [])}
+    ports["B"][1].append(Growing(ports))
+    with pytest.raises(RuntimeError, match="changed size during iteration"):
+        flowgate._pressures(flowsheet({"F": 1e5}, {"B": block()}, ports))

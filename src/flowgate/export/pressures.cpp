@@ -9,16 +9,12 @@ namespace {
 constexpr double TOLERANCE = 1e-9;  // Pa, absolute
 constexpr double UNKNOWN = -1.0;    // what an unknown pressure compares as
 
-const Name FEEDS{"feeds"}, PORTS{"ports"}, BLOCKS{"blocks"}, ITEMS{"items"}, SPEC{"spec"}, KIND{"kind"},
+const Name FEEDS{"feeds"}, PORTS{"ports"}, BLOCKS{"blocks"}, SPEC{"spec"}, KIND{"kind"},
     P_{"P"}, RATIO{"ratio"}, DP{"dP"}, RADFRAC{"RADFRAC"};
 
 py::object feed_pressures(py::handle fs) {
     py::dict P;
-    py::object feeds = call_method(attr(fs, FEEDS), ITEMS);
-    for (py::handle item : feeds) {
-        auto [name, feed] = unpack2(item);
-        P[name] = attr(feed, P_);
-    }
+    for_each_item(attr(fs, FEEDS), [&](py::handle name, py::handle feed) { P[name] = attr(feed, P_); });
     return P;
 }
 
@@ -56,15 +52,13 @@ bool differs(const py::dict& P, py::handle s, py::handle p) {
 bool sweep(py::handle fs, py::dict& P, py::handle min_) {
     bool changed = false;
     py::object blocks = attr(fs, BLOCKS);
-    py::object ports = call_method(attr(fs, PORTS), ITEMS);
-    for (py::handle entry : ports) {
-        auto [name, pair] = unpack2(entry);
+    for_each_item(attr(fs, PORTS), [&](py::handle name, py::handle pair) {
         auto [ins, outs] = unpack2(pair);
         py::list pin;
         for (py::handle s : ins) {
             if (P.contains(s)) pin.append(P[s]);
         }
-        if (pin.empty()) continue;
+        if (pin.empty()) return;
         py::object p = outlet_pressure(item(blocks, name), min_(pin));
         for (py::handle s : outs) {
             if (truthy(s) && differs(P, s, p)) {
@@ -72,7 +66,7 @@ bool sweep(py::handle fs, py::dict& P, py::handle min_) {
                 changed = true;
             }
         }
-    }
+    });
     return changed;
 }
 
@@ -94,9 +88,9 @@ py::dict python_lane(py::handle fs, py::dict P) {
 // the same bit for bit.
 
 struct Entry {
-    std::vector<std::size_t> ins, outs;  // stream indices; open outlets left out
     py::object name;
-    bool read = false;  // the block, read when an inlet first has a pressure
+    std::size_t ins, outs, end;  // [ins, outs) and [outs, end) in Streams::links
+    bool read = false;           // the block, read when an inlet first has a pressure
     Rule rule = Rule::drop;
     double value = 0.0;
 };
@@ -106,13 +100,15 @@ struct Streams {
     std::vector<py::object> names, given;  // given: a feed's pressure as the host gave it
     std::vector<double> p;
     std::vector<char> known, computed;
-    std::vector<std::size_t> order;       // in the order the keys entered the result
+    std::vector<std::size_t> order;  // in the order the keys entered the result
+    std::vector<std::size_t> links;  // the blocks' inlets and outlets, block after block
 
     std::size_t of(py::handle name) {
-        py::object at = get(index, name);
-        if (!at.is_none()) return py::cast<std::size_t>(at);
+        PyObject* at = PyDict_GetItemWithError(index.ptr(), name.ptr());  // borrowed
+        if (at != nullptr) return PyLong_AsSize_t(at);
+        if (PyErr_Occurred()) throw py::error_already_set();
         const std::size_t k = names.size();
-        index[name] = py::int_(k);
+        if (PyDict_SetItem(index.ptr(), name.ptr(), py::int_(k).ptr()) < 0) throw py::error_already_set();
         names.push_back(py::reinterpret_borrow<py::object>(name));
         given.emplace_back();
         p.push_back(UNKNOWN);
@@ -152,12 +148,13 @@ void read_block(Entry& e, py::handle blocks) {
 
 Entry read_entry(py::handle name, py::handle pair, Streams& st) {
     auto [ins, outs] = unpack2(pair);
-    Entry e;
-    e.name = py::reinterpret_borrow<py::object>(name);
-    for (py::handle s : ins) e.ins.push_back(st.of(s));
-    for (py::handle s : outs) {
-        if (truthy(s)) e.outs.push_back(st.of(s));
-    }
+    Entry e{py::reinterpret_borrow<py::object>(name), st.links.size(), 0, 0};
+    for_each(ins, [&](py::handle s) { st.links.push_back(st.of(s)); });
+    e.outs = st.links.size();
+    for_each(outs, [&](py::handle s) {
+        if (truthy(s)) st.links.push_back(st.of(s));
+    });
+    e.end = st.links.size();
     return e;
 }
 
@@ -166,7 +163,8 @@ Entry read_entry(py::handle name, py::handle pair, Streams& st) {
 bool visit(Entry& e, py::handle blocks, Streams& st) {
     bool any = false;
     double p0 = 0.0;
-    for (std::size_t s : e.ins) {
+    for (std::size_t i = e.ins; i < e.outs; ++i) {
+        const std::size_t s = st.links[i];
         // min(): the first of equal values stands, a later one only when smaller
         if (st.known[s] && (!any || st.p[s] < p0)) p0 = st.p[s];
         any = any || st.known[s];
@@ -175,7 +173,8 @@ bool visit(Entry& e, py::handle blocks, Streams& st) {
     if (!e.read) read_block(e, blocks);
     const double p = e.rule == Rule::fixed ? e.value : e.rule == Rule::ratio ? p0 * e.value : p0 - e.value;
     bool changed = false;
-    for (std::size_t s : e.outs) {
+    for (std::size_t i = e.outs; i < e.end; ++i) {
+        const std::size_t s = st.links[i];
         const double before = st.known[s] ? st.p[s] : UNKNOWN;
         if (!(std::fabs(before - p) > TOLERANCE)) continue;
         if (!st.known[s]) st.order.push_back(s);
@@ -200,18 +199,19 @@ py::dict c_lane(py::handle fs, const py::dict& feeds) {
     std::vector<Entry> entries;
     // The first sweep reads the ports as it goes, like the Python lane.
     bool changed = false;
-    py::object ports = call_method(attr(fs, PORTS), ITEMS);
-    for (py::handle item : ports) {
-        auto [name, pair] = unpack2(item);
+    for_each_item(attr(fs, PORTS), [&](py::handle name, py::handle pair) {
         entries.push_back(read_entry(name, pair, st));
         changed = visit(entries.back(), blocks, st) || changed;
-    }
+    });
     for (std::size_t n = 1; changed && n < limit; ++n) {
         changed = false;
         for (Entry& e : entries) changed = visit(e, blocks, st) || changed;
     }
     py::dict P;
-    for (std::size_t s : st.order) P[st.names[s]] = st.computed[s] ? py::float_(st.p[s]) : st.given[s];
+    for (std::size_t s : st.order) {
+        py::object p = st.computed[s] ? py::float_(st.p[s]) : st.given[s];
+        if (PyDict_SetItem(P.ptr(), st.names[s].ptr(), p.ptr()) < 0) throw py::error_already_set();
+    }
     return P;
 }
 

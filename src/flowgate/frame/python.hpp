@@ -94,6 +94,50 @@ py::object call_method(py::handle o, const Name& name, const Args&... args) {
 // its ValueError when the iterable has another length.
 std::pair<py::object, py::object> unpack2(py::handle pair);
 
+// for x in iterable: f(x). An exact list or tuple is walked in place,
+// anything else through its iterator.
+template <typename F>
+void for_each(py::handle iterable, F&& f) {
+    PyObject* seq = iterable.ptr();
+    if (PyList_CheckExact(seq) || PyTuple_CheckExact(seq)) {
+        // The size is read again at every step: f may run Python code that
+        // shortens a list, as a for loop would see it.
+        for (Py_ssize_t i = 0; i < PySequence_Fast_GET_SIZE(seq); ++i) {
+            auto x = py::reinterpret_borrow<py::object>(PySequence_Fast_GET_ITEM(seq, i));
+            f(x);
+        }
+        return;
+    }
+    py::object it = steal_or_throw(PyObject_GetIter(seq));
+    while (PyObject* next = PyIter_Next(it.ptr())) f(py::reinterpret_steal<py::object>(next));
+    if (PyErr_Occurred()) throw py::error_already_set();
+}
+
+// for key, value in mapping.items(): f(key, value). An exact dict is walked
+// in place, with the RuntimeError that Python raises when it changes size;
+// anything else through its own items().
+template <typename F>
+void for_each_item(py::handle mapping, F&& f) {
+    PyObject* d = mapping.ptr();
+    if (PyDict_CheckExact(d)) {
+        const Py_ssize_t size = PyDict_GET_SIZE(d);
+        Py_ssize_t pos = 0;
+        PyObject *key, *value;  // borrowed
+        while (PyDict_Next(d, &pos, &key, &value)) {
+            auto k = py::reinterpret_borrow<py::object>(key);
+            auto v = py::reinterpret_borrow<py::object>(value);
+            f(k, v);
+            if (PyDict_GET_SIZE(d) != size) raise(PyExc_RuntimeError, "dictionary changed size during iteration");
+        }
+        return;
+    }
+    static const Name ITEMS{"items"};
+    for_each(call_method(mapping, ITEMS), [&](py::handle pair) {
+        auto [k, v] = unpack2(pair);
+        f(k, v);
+    });
+}
+
 // list(x).
 py::list to_list(py::handle x);
 
