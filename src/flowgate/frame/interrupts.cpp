@@ -1,5 +1,7 @@
 #include "frame/interrupts.hpp"
 
+#include <csignal>
+
 namespace flowgate {
 namespace {
 
@@ -7,7 +9,16 @@ int g_depth = 0;            // guards alive, on the main thread
 bool g_held = false;        // a SIGINT came while held
 PyObject* g_replaced = nullptr;  // the handler to deliver to, borrowed from the outermost guard
 
-py::module_ signal_module() { return py::module_::import("signal"); }
+// The C module behind `signal`: the same handlers, without the enum
+// conversions of `signal`'s wrappers, which cost most of a call that holds.
+py::handle signal_module() {
+    static auto* module = new py::object(py::module_::import("_signal"));  // lives as long as the process
+    return *module;
+}
+
+const Name SIGNAL{"signal"}, GETSIGNAL{"getsignal"}, RAISE_SIGNAL{"raise_signal"};
+
+py::object sigint() { return py::int_(SIGINT); }
 
 // The handler that holds: it only remembers.
 py::object holding_handler() {
@@ -16,8 +27,10 @@ py::object holding_handler() {
 }
 
 bool on_main_thread() {
-    py::module_ threading = py::module_::import("threading");
-    return threading.attr("current_thread")().is(threading.attr("main_thread")());
+    static auto* threading = new py::object(py::module_::import("threading"));
+    static const Name MAIN_THREAD{"main_thread"}, IDENT{"ident"};
+    py::object main = attr(call_method(*threading, MAIN_THREAD), IDENT);
+    return PyLong_AsUnsignedLong(main.ptr()) == PyThread_get_thread_ident();
 }
 
 }  // namespace
@@ -28,13 +41,11 @@ HeldInterrupts::HeldInterrupts() {
         return;
     }
     if (!on_main_thread()) return;
-    py::module_ signal = signal_module();
-    py::object sigint = signal.attr("SIGINT");
-    py::object current = signal.attr("getsignal")(sigint);
+    py::object current = call_method(signal_module(), GETSIGNAL, sigint());
     // Only a handler of Python's can be held and handed on; SIG_IGN and
     // SIG_DFL (or one not installed from Python) stay as they are.
     if (!PyCallable_Check(current.ptr())) return;
-    signal.attr("signal")(sigint, holding_handler());
+    call_method(signal_module(), SIGNAL, sigint(), holding_handler());
     replaced_ = current;
     g_replaced = replaced_.ptr();
     g_held = false;
@@ -46,9 +57,8 @@ HeldInterrupts::~HeldInterrupts() {
     if (--g_depth > 0 || !replaced_) return;
     py::error_scope pending;  // an error already on its way out stays untouched
     try {
-        py::module_ signal = signal_module();
-        signal.attr("signal")(signal.attr("SIGINT"), replaced_);
-        if (g_held) signal.attr("raise_signal")(signal.attr("SIGINT"));
+        call_method(signal_module(), SIGNAL, sigint(), replaced_);
+        if (g_held) call_method(signal_module(), RAISE_SIGNAL, sigint());
     } catch (py::error_already_set& e) {
         e.discard_as_unraisable(replaced_);
     }
@@ -63,8 +73,7 @@ void deliver_interrupts() {
     if (PyErr_CheckSignals() < 0) throw py::error_already_set();
     if (!g_held) return;
     g_held = false;
-    py::module_ signal = signal_module();
-    py::reinterpret_borrow<py::object>(g_replaced)(signal.attr("SIGINT"), py::none());
+    py::reinterpret_borrow<py::object>(g_replaced)(sigint(), py::none());
 }
 
 }  // namespace flowgate
