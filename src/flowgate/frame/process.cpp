@@ -1,6 +1,7 @@
 #include "frame/process.hpp"
 
 #include <stdexcept>
+#include <string>
 
 namespace flowgate {
 namespace {
@@ -36,7 +37,16 @@ py::object log() {
 }
 
 py::object import_sibling(const char* sibling, const char* name) {
-    return import_from(sibling, name, 1, module().attr("__dict__"));
+    static const Name PACKAGE{"__package__"};
+    // By its absolute name, which the import finds in sys.modules without
+    // importlib's Python code resolving the package; the relative import
+    // where there is no package, for the error it gives.
+    py::object package = attr_or(module(), PACKAGE);
+    if (!PyUnicode_Check(package.ptr()) || PyUnicode_GET_LENGTH(package.ptr()) == 0) {
+        return import_from(sibling, name, 1, module().attr("__dict__"));
+    }
+    const std::string absolute = py::str(package).cast<std::string>() + "." + sibling;
+    return import_from(absolute.c_str(), name);
 }
 
 }  // namespace flowgate
