@@ -17,16 +17,12 @@ const Name ALIAS{"alias"}, CAS{"cas"}, NAME{"name"}, LOWER{"lower"}, STRIP{"stri
 // thousands, a flowsheet a few.
 py::dict by_alias(py::handle databank_index, const py::set& wanted) {
     py::dict index;
-    py::object entries = databank_index();
-    py::object it = steal_or_throw(PyObject_GetIter(entries.ptr()));
-    while (PyObject* next = PyIter_Next(it.ptr())) {
-        auto entry = py::reinterpret_steal<py::object>(next);
+    for_each(databank_index(), [&](py::handle entry) {
         py::object alias = item(entry, ALIAS);
         const int keep = PySet_Contains(wanted.ptr(), alias.ptr());
         if (keep < 0) throw py::error_already_set();
         if (keep == 1 && PyDict_SetItem(index.ptr(), alias.ptr(), entry.ptr()) < 0) throw py::error_already_set();
-    }
-    if (PyErr_Occurred()) throw py::error_already_set();
+    });
     return index;
 }
 
