@@ -127,9 +127,9 @@ DotnetPath::~DotnetPath() {
 // DWSIM opens as a zip what ends in "z" (.dwxmz), as XML the rest.
 void check_importable(py::handle path) {
     py::object os_path = py::module_::import("os").attr("path");
+    if (!truthy(os_path.attr("isfile")(path))) return;  // DWSIM's own error for a missing file
     py::str extension = upper(item(os_path.attr("splitext")(path), py::int_(1)));
     if (truthy(extension.attr("endswith")("Z"))) return check_zip(path);
-    if (!truthy(os_path.attr("isfile")(path))) return;  // DWSIM's own error for a missing file
     if (py::cast<long long>(os_path.attr("getsize")(path)) > MAX_BYTES) {
         refuse(path, "it is larger than " + std::to_string(MAX_BYTES >> 20) + " MiB");
     }
