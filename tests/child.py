@@ -28,11 +28,11 @@ DWSIM = Path(os.environ.get("KELVANE_DWSIM") or ROOT / "standin" / "out" / "dwsi
 PATHS = [str(TESTS)] + sorted(str(p) for p in TESTS.iterdir() if p.is_dir() and not p.name.startswith((".", "_")))
 
 
-def spawn(target, *args, env=None, timeout=120):
-    """Runs `target` ("module:function") with `args` in a new interpreter; the
-    finished process, whatever its exit code."""
+def spawn(target, *args, env=None, timeout=120, cwd=None):
+    """Runs `target` ("module:function") with `args` in a new interpreter (in the
+    folder `cwd`, if given); the finished process, whatever its exit code."""
     return subprocess.run(_command(target, args), capture_output=True, text=True,
-                          env=_environment(env), timeout=timeout)
+                          env=_environment(env), timeout=timeout, cwd=cwd)
 
 
 def start(target, *args, env=None, **popen):

@@ -1,6 +1,7 @@
 """The module's own road into .NET, run in a child process by the integration tests: the
 first load, and the export road with a flowsheet of every translated kind."""
 import logging
+import os
 import sys
 from types import SimpleNamespace as NS
 
@@ -27,6 +28,13 @@ def loads_once():
     return {"available": available, "same": again[0] is a and again[1] is m, "keys": list(m),
             "folder_on_path": sys.path.count(fg.folder()), "version": str(a.GetVersion()),
             "lock_free": not fg._LOCK.locked()}
+
+
+def loads_from_relative_folder():
+    """The automation loaded from a folder named relative to the working directory."""
+    a, _ = fg.automation()
+    return {"folder": fg.folder(), "sheet": type(a.CreateFlowsheet()).__name__,
+            "on_path": os.path.abspath(fg.folder()) in sys.path}
 
 
 def _records():

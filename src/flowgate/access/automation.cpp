@@ -91,6 +91,9 @@ void load(const py::dict& st) {
     if (where.is_none()) raise(PyExc_RuntimeError, NOT_INSTALLED);
 
     py::module_ os = py::module_::import("os");
+    // The runtime resolves an assembly path against its own base, not the
+    // working directory: a folder given relative is made absolute here.
+    where = os.attr("path").attr("abspath")(where);
     py::module_ sys = py::module_::import("sys");
     load_runtime(sys);
     py::module_ clr = py::module_::import("clr");
