@@ -12,7 +12,7 @@
 namespace flowgate {
 namespace {
 
-const Name PORTS{"ports"}, VALUES{"values"}, ITEMS{"items"};
+const Name PORTS{"ports"}, VALUES{"values"};
 
 // The names of the streams at the blocks' ports, sorted for a stable order
 // of the records and of the errors.
@@ -51,9 +51,12 @@ void set(py::dict& d, const Name& key, py::handle value) {
 // or where the host's flash fails.
 py::object enthalpy(const Reader& r, const StreamState& st) {
     static const Name H_{"H"};
+    static const Keyword T_{"T"};
     py::object H = py::none();
     if (!(st.F > 0.0)) return H;
-    py::object failure = exception_of([&] { H = item(r.flash(r.pp, r.array(st.x), st.P, py::arg("T") = st.T), H_); });
+    py::object failure = exception_of([&] {
+        H = item(call_with_keyword(r.flash, T_, st.T, r.pp, r.array(st.x), st.P), H_);
+    });
     return failure.is_none() ? H : py::none();
 }
 
@@ -90,23 +93,21 @@ void read_stream(const Reader& r, py::handle n, py::handle o, py::dict& streams,
 
 // Heat or power of each translated block, from the heater of a flash.
 void read_blocks(py::handle fs, const Built& built, py::dict& blocks) {
-    static const Name BLOCKS{"blocks"}, KIND{"kind"};
+    static const Name BLOCKS{"blocks"}, KIND{"kind"}, POWER{"power"}, DUTY{"duty"};
     const py::dict& obj = built.obj;
-    py::object entries = call_method(attr(fs, BLOCKS), ITEMS);
-    for (py::handle entry : entries) {
-        auto [name, b] = unpack2(entry);
-        if (built.phantom_blocks.contains(name)) continue;
+    for_each_item(attr(fs, BLOCKS), [&](py::handle name, py::handle b) {
+        if (built.phantom_blocks.contains(name)) return;
         py::object o = get(obj, name + py::str("-H"));
         if (o.is_none()) o = get(obj, name);
-        if (o.is_none()) continue;
+        if (o.is_none()) return;
         py::object q = dwsim::delta_q(o);
-        if (q.is_none()) continue;
+        if (q.is_none()) return;
         const Kind* kind = find_kind(attr(b, KIND));
         const bool power = kind != nullptr && kind->result == Result::power;
         py::dict record;
-        record[power ? "power" : "duty"] = py::float_(as_double(q) * 1000.0);
+        set(record, power ? POWER : DUTY, py::float_(as_double(q) * 1000.0));
         blocks[upper(name)] = record;
-    }
+    });
 }
 
 // Results are keyed by upper-cased names: names that differ only in case

@@ -18,6 +18,11 @@ py::handle Name::get() const {
     return interned_;
 }
 
+PyObject* Keyword::names() const {
+    if (names_ == nullptr) names_ = py::make_tuple(name_.get()).release().ptr();
+    return names_;
+}
+
 void raise(PyObject* type, const std::string& message) {
     PyErr_SetString(type, message.c_str());
     throw py::error_already_set();

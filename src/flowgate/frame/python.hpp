@@ -90,6 +90,25 @@ py::object call_method(py::handle o, const Name& name, const Args&... args) {
     return steal_or_throw(PyObject_VectorcallMethod(name.get().ptr(), argv, 1 + sizeof...(Args), nullptr));
 }
 
+// A keyword argument's name as vectorcall takes it, the tuple (name,):
+// made at its first use and kept, like a Name.
+class Keyword {
+public:
+    constexpr explicit Keyword(const char* text) : name_(text) {}
+    PyObject* names() const;
+
+private:
+    Name name_;
+    mutable PyObject* names_ = nullptr;
+};
+
+// f(args..., key=value), through vectorcall: no keyword dict is made.
+template <typename... Args>
+py::object call_with_keyword(py::handle f, const Keyword& key, py::handle value, const Args&... args) {
+    PyObject* argv[] = {py::handle(args).ptr()..., value.ptr()};
+    return steal_or_throw(PyObject_Vectorcall(f.ptr(), argv, sizeof...(Args), key.names()));
+}
+
 // ins, outs = pair: Python's unpacking of an iterable into two names, with
 // its ValueError when the iterable has another length.
 std::pair<py::object, py::object> unpack2(py::handle pair);
