@@ -29,7 +29,6 @@ import statistics
 import subprocess
 import sys
 import time
-import types
 from collections import OrderedDict
 from pathlib import Path
 from types import MappingProxyType
@@ -42,6 +41,7 @@ sys.path[:0] = [str(ROOT / "bench"), str(ROOT / "tests"), str(ROOT / "tests" / "
 os.environ.setdefault("KELVANE_DWSIM", str(ROOT / "standin" / "out" / "dwsim"))
 
 import plain  # noqa: E402
+from build_calls import plant  # noqa: E402
 from kelvane import flowgate  # noqa: E402
 
 
@@ -142,40 +142,6 @@ def chain(n, against_flow, mapping=False):
                   ports=OrderedDict((b, ([f"S{b[1:]}"], [f"S{int(b[1:]) + 1}"])) for b in order))
     return NS(feeds={"S0": NS(P=1e7)}, blocks={b: NS(kind="VALVE", spec={"dP": 1e3}) for b in order},
               ports={b: ([f"S{b[1:]}"], [f"S{int(b[1:]) + 1}"]) for b in order})
-
-
-KINDS8 = ["MIXER", "HEATER", "PUMP", "VALVE", "FSPLIT", "SEP", "FLASH2", "COMPR"]
-COMPONENTS = ["WATER", "METHANOL", "ETHANOL"]
-
-
-def plant(n, method="IDEAL", nrtl=None):
-    """n blocks in groups of eight kinds; in each whole group the splitter sends a share
-    back to the group's mixer, a loop that the build cuts with a Recycle."""
-    blocks, ports = {}, {}
-    stream = "S0"
-    for i in range(n):
-        kind, g, name, out = KINDS8[i % 8], i // 8, f"B{i}", f"S{i + 1}"
-        looped = g * 8 + 4 < n
-        spec = {"MIXER": {}, "HEATER": {"T": 350.0, "dP": 1e3}, "PUMP": {"P": 5e5, "efficiency": 0.7},
-                "VALVE": {"P": 2e5}, "FSPLIT": {"frac": [0.9]}, "SEP": {"split": {0: {0: 0.99, 2: 0.5}}},
-                "FLASH2": {"T": 340.0}, "COMPR": {"P": 3e5, "efficiency": 0.75}}[kind]
-        ins, outs = [stream], [out]
-        if kind == "MIXER" and looped:
-            ins = [stream, f"R{g}"]
-        elif kind == "FSPLIT":
-            outs = [out, f"R{g}"]
-        elif kind == "SEP":
-            outs = [out, f"P{i}"]
-        elif kind == "FLASH2":
-            outs = [f"P{i}", out]  # the liquid goes on
-        blocks[name] = NS(kind=kind, spec=spec)
-        ports[name] = (ins, outs)
-        stream = out
-    pp = NS(components=list(COMPONENTS), method=method)
-    if nrtl is not None:
-        pp.nrtl = nrtl
-    return NS(pp=pp, meta={}, feeds={"S0": NS(T=300.0, P=2e5, flows=[0.01, 0.005, 0.002])}, blocks=blocks,
-              ports=ports)
 
 
 # The DWSIM compound database of the fakes, and the host's databank of any size: the
@@ -571,54 +537,26 @@ def host_part(quick, full):
 
 def net_part(quick):
     import replay
+    from build_calls import SIZES, describe, net_sheet, record_build, roots as net_roots
     from snapshot import snapshot
 
-    a, m = flowgate.automation()  # starts Mono; then System and DWSIM's namespaces import
-    import System
-    import DWSIM.UnitOperations.UnitOperations.Auxiliary as aux
-    roots = {"a": a, "ObjectType": m["ObjectType"], "U": m["U"], "Array": System.Array, "Double": System.Double,
-             "ComponentSeparationSpec": aux.ComponentSeparationSpec, "SeparationSpec": aux.SeparationSpec}
+    a, m, roots = net_roots(flowgate)  # starts Mono
+    values = list(roots.values())
     rows = []
-    for n in (10, 100, 1000):
-        n_c = len(COMPONENTS)
-        nrtl = np.zeros((6, n_c, n_c))
-        nrtl[0], nrtl[1], nrtl[2] = 0.3 * (1 - np.eye(n_c)), 150.0 * (1 - np.eye(n_c)), 0.3
-        fs = plant(n, method="NRTL", nrtl=nrtl)
+    for n in SIZES:
+        fs = net_sheet(n)
         flowgate.build(fs, a, m)  # the CAS index is made here, once per process
-
-        def through(r):
-            """build with every root seen through its proxy, System's and the separator's
-            namespaces included (the module imports from them)."""
-            swaps = {"System": types.ModuleType("System"), aux.__name__: types.ModuleType(aux.__name__)}
-            swaps["System"].Array, swaps["System"].Double = r["Array"], r["Double"]
-            swaps[aux.__name__].ComponentSeparationSpec = r["ComponentSeparationSpec"]
-            swaps[aux.__name__].SeparationSpec = r["SeparationSpec"]
-            saved = {k: sys.modules[k] for k in swaps}
-            sys.modules.update(swaps)
-            try:
-                flowgate.build(fs, r["a"], {"ObjectType": r["ObjectType"], "U": r["U"]})
-            finally:
-                sys.modules.update(saved)
-
-        ops = replay.record(through, roots)
-        again = replay.record(through, roots)
-        assert replay.comparable(ops) == replay.comparable(again), "build makes other calls on a second run"
-        run = replay.compile_ops(ops, list(roots))
-        replayed = replay.record(lambda r: run(*r.values()), roots)
-        assert replay.comparable(replayed) == replay.comparable(ops), "the replay makes other calls"
+        ops, run = record_build(flowgate, fs, roots)
         sim, _, notes = flowgate.build(fs, a, m)
         assert not any("not transferred" in note for note in notes), notes
-        assert replay.normal(snapshot(sim)) == replay.normal(snapshot(run(*roots.values()))), \
+        assert replay.normal(snapshot(sim)) == replay.normal(snapshot(run(*values))), \
             f"build and its replay give other flowsheets at {n}"
         counts = replay.crossings(ops)
         label = f"build {n:>5,} blocks (.NET)"
         progress(label)
-        values = list(roots.values())
         mod, py = interleave(batch(lambda: flowgate.build(fs, a, m), 1), batch(lambda: run(*values), 1),
                              rounds_for(quick, {10: 15, 100: 9, 1000: 5}[n]))
-        rows.append(summary(label, mod, py, note=f"{counts['total']} crossings/call ({counts['calls']} calls, "
-                                                f"{counts['reads']} reads, {counts['writes']} writes, "
-                                                f"{counts['other']} other)"))
+        rows.append(summary(label, mod, py, note=describe(counts)))
     return rows
 
 
