@@ -10,10 +10,18 @@ stand-in DWSIM: the module's `build` is recorded through proxies, the recorded m
 accesses are written out as one straight-line Python function, and the two are timed on
 the real objects. Before any timing each row checks that both sides give equal results.
 
-Timing: the two sides alternate within each round (module first in even rounds, Python
-first in odd ones), each sample is a batch of calls with the collector off, and a row
-shows min / median / max per call of each side and the median over rounds of the ratio
-module/Python of that round (below 1: the module is faster). Rows marked [mapping] feed
+With bench/out/baseline-828d5e4.json (written by `bash bench/baseline.sh`, which builds
+the first release's module and records its `build` on the same flowsheets) each size
+gets a second .NET row: today's module against the replay of the first release's calls,
+timed in the same rounds. That replay must run on today's stand-in and make the
+flowsheet that the old module made; it is not today's flowsheet (no Recycle blocks, for
+one), so the row times the old calls and is not a like-for-like result.
+
+Timing: the sides take turns within each round (module first in even rounds, Python
+first in odd ones; with three sides the first place moves on by one a round), each
+sample is a batch of calls with the collector off, and a row shows min / median / max
+per call of each side and the median over rounds of the ratio module/Python of that
+round (below 1: the module is faster). Rows marked [mapping] feed
 the module the inputs of its general lane (non-dict mappings, dict subclasses, numpy
 scalars) instead of exact dicts and floats.
 
@@ -29,7 +37,7 @@ import statistics
 import subprocess
 import sys
 import time
-from collections import OrderedDict
+from collections import Counter, OrderedDict
 from pathlib import Path
 from types import MappingProxyType
 from types import SimpleNamespace as NS
@@ -83,16 +91,19 @@ def batch(fn, repeat, prepare=None):
     return sample
 
 
+def rotate(sides, rounds):
+    """Samples of each side, the one that goes first moving on by one each round."""
+    samples = [[] for _ in sides]
+    for r in range(rounds):
+        for k in range(len(sides)):
+            i = (r + k) % len(sides)
+            samples[i].append(sides[i]())
+    return samples
+
+
 def interleave(module, python, rounds):
     """Samples of both sides, alternating which one goes first."""
-    mod, py = [], []
-    for r in range(rounds):
-        if r % 2 == 0:
-            mod.append(module())
-            py.append(python())
-        else:
-            py.append(python())
-            mod.append(module())
+    mod, py = rotate([module, python], rounds)
     return mod, py
 
 
@@ -535,13 +546,35 @@ def host_part(quick, full):
 
 # ---- .NET rows (in a child process: one Mono runtime per process) -------------------------
 
-def net_part(quick):
+BASELINE = ROOT / "bench" / "out" / "baseline-828d5e4.json"
+
+
+def classes(flowsheet):
+    return Counter(o["class"] for o in flowsheet["objects"])
+
+
+def unlike(today, then):
+    """What today's flowsheet has more or less of than the one of the old calls."""
+    a, b = classes(today), classes(then)
+    diff = [f"{a[k] - b[k]:+d} {k}" for k in sorted(a.keys() | b.keys()) if a[k] != b[k]]
+    return f"{sum(b.values())} objects against today's {sum(a.values())}" + (f" ({', '.join(diff)})" if diff else "")
+
+
+def net_part(quick, baseline=None):
+    """Today's build against the replay of its own calls and, with `baseline` (written by
+    bench/baseline.sh), against the replay of the calls that an earlier release made on the
+    same flowsheet; the sides of a size take turns in the same rounds."""
     import replay
     from build_calls import SIZES, describe, net_sheet, record_build, roots as net_roots
     from snapshot import snapshot
 
     a, m, roots = net_roots(flowgate)  # starts Mono
     values = list(roots.values())
+    then = None
+    if baseline is not None:
+        with open(baseline) as f:
+            then = json.load(f)
+        assert then["roots"] == list(roots), (then["roots"], list(roots))
     rows = []
     for n in SIZES:
         fs = net_sheet(n)
@@ -549,14 +582,32 @@ def net_part(quick):
         ops, run = record_build(flowgate, fs, roots)
         sim, _, notes = flowgate.build(fs, a, m)
         assert not any("not transferred" in note for note in notes), notes
-        assert replay.normal(snapshot(sim)) == replay.normal(snapshot(run(*values))), \
-            f"build and its replay give other flowsheets at {n}"
+        made = replay.normal(snapshot(sim))
+        assert replay.normal(snapshot(run(*values))) == made, f"build and its replay give other flowsheets at {n}"
         counts = replay.crossings(ops)
+        sides = [batch(lambda: flowgate.build(fs, a, m), 1), batch(lambda: run(*values), 1)]
+        old = then["sizes"].get(str(n), {}) if then else {}
+        if "ops" in old:
+            old_run = replay.compile_ops(old["ops"], list(roots))
+            old_counts = replay.crossings(old["ops"])
+            assert old_counts == old["crossings"]
+            # The old calls run without error on today's stand-in and make here what the old
+            # module made in its own process.
+            got = json.loads(json.dumps(replay.normal(snapshot(old_run(*values)))))
+            assert got == old["flowsheet"], f"the replay of {then['rev']} makes another flowsheet at {n}"
+            sides.append(batch(lambda: old_run(*values), 1))
+        elif "error" in old:
+            progress(f"{n} blocks: no row for {then['rev']}, whose build failed: {old['error']}")
         label = f"build {n:>5,} blocks (.NET)"
         progress(label)
-        mod, py = interleave(batch(lambda: flowgate.build(fs, a, m), 1), batch(lambda: run(*values), 1),
-                             rounds_for(quick, {10: 15, 100: 9, 1000: 5}[n]))
-        rows.append(summary(label, mod, py, note=describe(counts)))
+        samples = rotate(sides, rounds_for(quick, {10: 15, 100: 9, 1000: 5}[n]))
+        rows.append(summary(label, samples[0], samples[1], note=f"replay of today's calls: {describe(counts)}"))
+        if len(samples) > 2:
+            rows.append(summary(
+                f"{label} vs {then['rev']}", samples[0], samples[2],
+                note=f"replay of {then['rev']}'s calls: {describe(old_counts)}, today's "
+                     f"{counts['total']}; a timing of the old calls, not a like-for-like result: "
+                     f"{unlike(made, old['flowsheet'])}"))
     return rows
 
 
@@ -566,32 +617,50 @@ def main():
                         help="three rounds a row, without 10,000 blocks against the flow")
     parser.add_argument("--full", action="store_true", help="three rounds of 10,000 blocks against the flow too")
     parser.add_argument("--part", choices=("all", "host", "net"), default="all")
+    parser.add_argument("--baseline", type=Path, default=None,
+                        help="the calls of an earlier release, written by bench/baseline.sh, replayed in an extra "
+                             f".NET row per size (default: {BASELINE.relative_to(ROOT)} when it exists)")
+    parser.add_argument("--no-baseline", action="store_true", help="no rows for an earlier release")
     parser.add_argument("--json", action="store_true", help=argparse.SUPPRESS)
     args = parser.parse_args()
+    baseline = args.baseline
+    if args.no_baseline:
+        baseline = None
+    elif baseline is None and BASELINE.exists():
+        baseline = BASELINE
+    elif baseline is not None and not baseline.exists():
+        parser.error(f"no baseline at {baseline}: bash bench/baseline.sh writes it")
+    heading = ".NET paths on the stand-in DWSIM: the module's build against a straight-line replay of its calls"
+    if baseline is not None:
+        with open(baseline) as f:
+            then = json.load(f)
+        heading += (f"\n(rows 'vs {then['rev']}': the Python side replays the calls of the build of {then['rev']}, "
+                    f"module sha1 {then['module']['sha1'][:12]}..., recorded by bench/baseline.sh)")
+        del then
     if args.part == "net":
-        rows = net_part(args.quick)
+        rows = net_part(args.quick, baseline)
         if args.json:
             print("ROWS " + json.dumps({"module": MODULE, "rows": rows}))
         else:
-            show(rows, ".NET paths: the module's build against a straight-line replay of its calls")
+            print(f"module: {flowgate.__file__} (sha1 {MODULE}...)")
+            show(rows, heading)
         return
     print(f"module: {flowgate.__file__} (sha1 {MODULE}...)")
     if args.part in ("all", "host"):
         show(host_part(args.quick, args.full), "Host-side work on fakes (same inputs on both sides)")
     if args.part == "all":
         cmd = [sys.executable, __file__, "--part", "net", "--json"] + (["--quick"] if args.quick else [])
+        cmd += ["--baseline", str(baseline)] if baseline is not None else ["--no-baseline"]
         done = subprocess.run(cmd, stdout=subprocess.PIPE, text=True)
         lines = [line[5:] for line in done.stdout.splitlines() if line.startswith("ROWS ")]
         if done.returncode != 0 or not lines:
             sys.exit(f"the .NET part failed (exit {done.returncode})")
         net = json.loads(lines[0])
-        heading = ".NET paths on the stand-in DWSIM: the module's build against a straight-line replay of the same calls"
         if net["module"] != MODULE:
             heading += f"\n(another module: sha1 {net['module']}..., reinstalled while this ran)"
         show(net["rows"], heading)
         if _fingerprint() != MODULE:
             print(f"\nThe module file changed while this ran (now sha1 {_fingerprint()}...): rerun for one set.")
-
 
 if __name__ == "__main__":
     main()
