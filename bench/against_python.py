@@ -10,10 +10,18 @@ stand-in DWSIM: the module's `build` is recorded through proxies, the recorded m
 accesses are written out as one straight-line Python function, and the two are timed on
 the real objects. Before any timing each row checks that both sides give equal results.
 
-Timing: the two sides alternate within each round (module first in even rounds, Python
-first in odd ones), each sample is a batch of calls with the collector off, and a row
-shows min / median / max per call of each side and the median over rounds of the ratio
-module/Python of that round (below 1: the module is faster). Rows marked [mapping] feed
+With bench/out/baseline-828d5e4.json (written by `bash bench/baseline.sh`, which builds
+the first release's module and records its `build` on the same flowsheets) each size
+gets a second .NET row: today's module against the replay of the first release's calls,
+timed in the same rounds. That replay must run on today's stand-in and make the
+flowsheet that the old module made; it is not today's flowsheet (no Recycle blocks, for
+one), so the row times the old calls and is not a like-for-like result.
+
+Timing: the sides take turns within each round (module first in even rounds, Python
+first in odd ones; with three sides the first place moves on by one a round), each
+sample is a batch of calls with the collector off, and a row shows min / median / max
+per call of each side and the median over rounds of the ratio module/Python of that
+round (below 1: the module is faster). Rows marked [mapping] feed
 the module the inputs of its general lane (non-dict mappings, dict subclasses, numpy
 scalars) instead of exact dicts and floats.
 
@@ -29,8 +37,7 @@ import statistics
 import subprocess
 import sys
 import time
-import types
-from collections import OrderedDict
+from collections import Counter, OrderedDict
 from pathlib import Path
 from types import MappingProxyType
 from types import SimpleNamespace as NS
@@ -42,6 +49,7 @@ sys.path[:0] = [str(ROOT / "bench"), str(ROOT / "tests"), str(ROOT / "tests" / "
 os.environ.setdefault("KELVANE_DWSIM", str(ROOT / "standin" / "out" / "dwsim"))
 
 import plain  # noqa: E402
+from build_calls import plant  # noqa: E402
 from kelvane import flowgate  # noqa: E402
 
 
@@ -83,16 +91,19 @@ def batch(fn, repeat, prepare=None):
     return sample
 
 
+def rotate(sides, rounds):
+    """Samples of each side, the one that goes first moving on by one each round."""
+    samples = [[] for _ in sides]
+    for r in range(rounds):
+        for k in range(len(sides)):
+            i = (r + k) % len(sides)
+            samples[i].append(sides[i]())
+    return samples
+
+
 def interleave(module, python, rounds):
     """Samples of both sides, alternating which one goes first."""
-    mod, py = [], []
-    for r in range(rounds):
-        if r % 2 == 0:
-            mod.append(module())
-            py.append(python())
-        else:
-            py.append(python())
-            mod.append(module())
+    mod, py = rotate([module, python], rounds)
     return mod, py
 
 
@@ -142,40 +153,6 @@ def chain(n, against_flow, mapping=False):
                   ports=OrderedDict((b, ([f"S{b[1:]}"], [f"S{int(b[1:]) + 1}"])) for b in order))
     return NS(feeds={"S0": NS(P=1e7)}, blocks={b: NS(kind="VALVE", spec={"dP": 1e3}) for b in order},
               ports={b: ([f"S{b[1:]}"], [f"S{int(b[1:]) + 1}"]) for b in order})
-
-
-KINDS8 = ["MIXER", "HEATER", "PUMP", "VALVE", "FSPLIT", "SEP", "FLASH2", "COMPR"]
-COMPONENTS = ["WATER", "METHANOL", "ETHANOL"]
-
-
-def plant(n, method="IDEAL", nrtl=None):
-    """n blocks in groups of eight kinds; in each whole group the splitter sends a share
-    back to the group's mixer, a loop that the build cuts with a Recycle."""
-    blocks, ports = {}, {}
-    stream = "S0"
-    for i in range(n):
-        kind, g, name, out = KINDS8[i % 8], i // 8, f"B{i}", f"S{i + 1}"
-        looped = g * 8 + 4 < n
-        spec = {"MIXER": {}, "HEATER": {"T": 350.0, "dP": 1e3}, "PUMP": {"P": 5e5, "efficiency": 0.7},
-                "VALVE": {"P": 2e5}, "FSPLIT": {"frac": [0.9]}, "SEP": {"split": {0: {0: 0.99, 2: 0.5}}},
-                "FLASH2": {"T": 340.0}, "COMPR": {"P": 3e5, "efficiency": 0.75}}[kind]
-        ins, outs = [stream], [out]
-        if kind == "MIXER" and looped:
-            ins = [stream, f"R{g}"]
-        elif kind == "FSPLIT":
-            outs = [out, f"R{g}"]
-        elif kind == "SEP":
-            outs = [out, f"P{i}"]
-        elif kind == "FLASH2":
-            outs = [f"P{i}", out]  # the liquid goes on
-        blocks[name] = NS(kind=kind, spec=spec)
-        ports[name] = (ins, outs)
-        stream = out
-    pp = NS(components=list(COMPONENTS), method=method)
-    if nrtl is not None:
-        pp.nrtl = nrtl
-    return NS(pp=pp, meta={}, feeds={"S0": NS(T=300.0, P=2e5, flows=[0.01, 0.005, 0.002])}, blocks=blocks,
-              ports=ports)
 
 
 # The DWSIM compound database of the fakes, and the host's databank of any size: the
@@ -569,56 +546,68 @@ def host_part(quick, full):
 
 # ---- .NET rows (in a child process: one Mono runtime per process) -------------------------
 
-def net_part(quick):
+BASELINE = ROOT / "bench" / "out" / "baseline-828d5e4.json"
+
+
+def classes(flowsheet):
+    return Counter(o["class"] for o in flowsheet["objects"])
+
+
+def unlike(today, then):
+    """What today's flowsheet has more or less of than the one of the old calls."""
+    a, b = classes(today), classes(then)
+    diff = [f"{a[k] - b[k]:+d} {k}" for k in sorted(a.keys() | b.keys()) if a[k] != b[k]]
+    return f"{sum(b.values())} objects against today's {sum(a.values())}" + (f" ({', '.join(diff)})" if diff else "")
+
+
+def net_part(quick, baseline=None):
+    """Today's build against the replay of its own calls and, with `baseline` (written by
+    bench/baseline.sh), against the replay of the calls that an earlier release made on the
+    same flowsheet; the sides of a size take turns in the same rounds."""
     import replay
+    from build_calls import SIZES, describe, net_sheet, record_build, roots as net_roots
     from snapshot import snapshot
 
-    a, m = flowgate.automation()  # starts Mono; then System and DWSIM's namespaces import
-    import System
-    import DWSIM.UnitOperations.UnitOperations.Auxiliary as aux
-    roots = {"a": a, "ObjectType": m["ObjectType"], "U": m["U"], "Array": System.Array, "Double": System.Double,
-             "ComponentSeparationSpec": aux.ComponentSeparationSpec, "SeparationSpec": aux.SeparationSpec}
+    a, m, roots = net_roots(flowgate)  # starts Mono
+    values = list(roots.values())
+    then = None
+    if baseline is not None:
+        with open(baseline) as f:
+            then = json.load(f)
+        assert then["roots"] == list(roots), (then["roots"], list(roots))
     rows = []
-    for n in (10, 100, 1000):
-        n_c = len(COMPONENTS)
-        nrtl = np.zeros((6, n_c, n_c))
-        nrtl[0], nrtl[1], nrtl[2] = 0.3 * (1 - np.eye(n_c)), 150.0 * (1 - np.eye(n_c)), 0.3
-        fs = plant(n, method="NRTL", nrtl=nrtl)
+    for n in SIZES:
+        fs = net_sheet(n)
         flowgate.build(fs, a, m)  # the CAS index is made here, once per process
-
-        def through(r):
-            """build with every root seen through its proxy, System's and the separator's
-            namespaces included (the module imports from them)."""
-            swaps = {"System": types.ModuleType("System"), aux.__name__: types.ModuleType(aux.__name__)}
-            swaps["System"].Array, swaps["System"].Double = r["Array"], r["Double"]
-            swaps[aux.__name__].ComponentSeparationSpec = r["ComponentSeparationSpec"]
-            swaps[aux.__name__].SeparationSpec = r["SeparationSpec"]
-            saved = {k: sys.modules[k] for k in swaps}
-            sys.modules.update(swaps)
-            try:
-                flowgate.build(fs, r["a"], {"ObjectType": r["ObjectType"], "U": r["U"]})
-            finally:
-                sys.modules.update(saved)
-
-        ops = replay.record(through, roots)
-        again = replay.record(through, roots)
-        assert replay.comparable(ops) == replay.comparable(again), "build makes other calls on a second run"
-        run = replay.compile_ops(ops, list(roots))
-        replayed = replay.record(lambda r: run(*r.values()), roots)
-        assert replay.comparable(replayed) == replay.comparable(ops), "the replay makes other calls"
+        ops, run = record_build(flowgate, fs, roots)
         sim, _, notes = flowgate.build(fs, a, m)
         assert not any("not transferred" in note for note in notes), notes
-        assert replay.normal(snapshot(sim)) == replay.normal(snapshot(run(*roots.values()))), \
-            f"build and its replay give other flowsheets at {n}"
+        made = replay.normal(snapshot(sim))
+        assert replay.normal(snapshot(run(*values))) == made, f"build and its replay give other flowsheets at {n}"
         counts = replay.crossings(ops)
+        sides = [batch(lambda: flowgate.build(fs, a, m), 1), batch(lambda: run(*values), 1)]
+        old = then["sizes"].get(str(n), {}) if then else {}
+        if "ops" in old:
+            old_run = replay.compile_ops(old["ops"], list(roots))
+            old_counts = replay.crossings(old["ops"])
+            assert old_counts == old["crossings"]
+            # The old calls run without error on today's stand-in and make here what the old
+            # module made in its own process.
+            got = json.loads(json.dumps(replay.normal(snapshot(old_run(*values)))))
+            assert got == old["flowsheet"], f"the replay of {then['rev']} makes another flowsheet at {n}"
+            sides.append(batch(lambda: old_run(*values), 1))
+        elif "error" in old:
+            progress(f"{n} blocks: no row for {then['rev']}, whose build failed: {old['error']}")
         label = f"build {n:>5,} blocks (.NET)"
         progress(label)
-        values = list(roots.values())
-        mod, py = interleave(batch(lambda: flowgate.build(fs, a, m), 1), batch(lambda: run(*values), 1),
-                             rounds_for(quick, {10: 15, 100: 9, 1000: 5}[n]))
-        rows.append(summary(label, mod, py, note=f"{counts['total']} crossings/call ({counts['calls']} calls, "
-                                                f"{counts['reads']} reads, {counts['writes']} writes, "
-                                                f"{counts['other']} other)"))
+        samples = rotate(sides, rounds_for(quick, {10: 15, 100: 9, 1000: 5}[n]))
+        rows.append(summary(label, samples[0], samples[1], note=f"replay of today's calls: {describe(counts)}"))
+        if len(samples) > 2:
+            rows.append(summary(
+                f"{label} vs {then['rev']}", samples[0], samples[2],
+                note=f"replay of {then['rev']}'s calls: {describe(old_counts)}, today's "
+                     f"{counts['total']}; a timing of the old calls, not a like-for-like result: "
+                     f"{unlike(made, old['flowsheet'])}"))
     return rows
 
 
@@ -628,32 +617,50 @@ def main():
                         help="three rounds a row, without 10,000 blocks against the flow")
     parser.add_argument("--full", action="store_true", help="three rounds of 10,000 blocks against the flow too")
     parser.add_argument("--part", choices=("all", "host", "net"), default="all")
+    parser.add_argument("--baseline", type=Path, default=None,
+                        help="the calls of an earlier release, written by bench/baseline.sh, replayed in an extra "
+                             f".NET row per size (default: {BASELINE.relative_to(ROOT)} when it exists)")
+    parser.add_argument("--no-baseline", action="store_true", help="no rows for an earlier release")
     parser.add_argument("--json", action="store_true", help=argparse.SUPPRESS)
     args = parser.parse_args()
+    baseline = args.baseline
+    if args.no_baseline:
+        baseline = None
+    elif baseline is None and BASELINE.exists():
+        baseline = BASELINE
+    elif baseline is not None and not baseline.exists():
+        parser.error(f"no baseline at {baseline}: bash bench/baseline.sh writes it")
+    heading = ".NET paths on the stand-in DWSIM: the module's build against a straight-line replay of its calls"
+    if baseline is not None:
+        with open(baseline) as f:
+            then = json.load(f)
+        heading += (f"\n(rows 'vs {then['rev']}': the Python side replays the calls of the build of {then['rev']}, "
+                    f"module sha1 {then['module']['sha1'][:12]}..., recorded by bench/baseline.sh)")
+        del then
     if args.part == "net":
-        rows = net_part(args.quick)
+        rows = net_part(args.quick, baseline)
         if args.json:
             print("ROWS " + json.dumps({"module": MODULE, "rows": rows}))
         else:
-            show(rows, ".NET paths: the module's build against a straight-line replay of its calls")
+            print(f"module: {flowgate.__file__} (sha1 {MODULE}...)")
+            show(rows, heading)
         return
     print(f"module: {flowgate.__file__} (sha1 {MODULE}...)")
     if args.part in ("all", "host"):
         show(host_part(args.quick, args.full), "Host-side work on fakes (same inputs on both sides)")
     if args.part == "all":
         cmd = [sys.executable, __file__, "--part", "net", "--json"] + (["--quick"] if args.quick else [])
+        cmd += ["--baseline", str(baseline)] if baseline is not None else ["--no-baseline"]
         done = subprocess.run(cmd, stdout=subprocess.PIPE, text=True)
         lines = [line[5:] for line in done.stdout.splitlines() if line.startswith("ROWS ")]
         if done.returncode != 0 or not lines:
             sys.exit(f"the .NET part failed (exit {done.returncode})")
         net = json.loads(lines[0])
-        heading = ".NET paths on the stand-in DWSIM: the module's build against a straight-line replay of the same calls"
         if net["module"] != MODULE:
             heading += f"\n(another module: sha1 {net['module']}..., reinstalled while this ran)"
         show(net["rows"], heading)
         if _fingerprint() != MODULE:
             print(f"\nThe module file changed while this ran (now sha1 {_fingerprint()}...): rerun for one set.")
-
 
 if __name__ == "__main__":
     main()
