@@ -662,5 +662,6 @@ def main():
         if _fingerprint() != MODULE:
             print(f"\nThe module file changed while this ran (now sha1 {_fingerprint()}...): rerun for one set.")
 
+
 if __name__ == "__main__":
     main()
