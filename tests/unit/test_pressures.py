@@ -103,19 +103,24 @@ def test_numpy_values_behave_as_in_python(flowgate):
     assert flowgate._pressures(fs)["O"] == pytest.approx(1e5)
 
 
-@pytest.mark.parametrize("fs, error, words", [
-    (flowsheet({"F": 1e5}, {"B": block()}, {"B": (["F"], ["O"], [])}), ValueError, "too many values"),
-    (flowsheet({"F": 1e5}, {"B": block()}, {"B": (["F"],)}), ValueError, "not enough values"),
-    (flowsheet({"F": 1e5}, {}, {"B": (["F"], ["O"])}), KeyError, "B"),
-    (flowsheet({"F": 1e5}, {"B": block(P="high")}, {"B": (["F"], ["O"])}), ValueError, "high"),
-    (flowsheet({"F": 1e5}, {"B": block(ratio=[1])}, {"B": (["F"], ["O"])}), TypeError, "list"),
-    (flowsheet({"F": None}, {"B": block(dP=1.0)}, {"B": (["F"], ["O"])}), TypeError, "NoneType"),
-    (flowsheet({"F": "1e5", "G": 2e5}, {"M": block()}, {"M": (["F", "G"], ["O"])}), TypeError, "'<'"),
-    (NS(feeds={}, blocks={}, ports=None), AttributeError, "items"),
+@pytest.mark.parametrize("fs, error, words, where", [
+    (flowsheet({"F": 1e5}, {"B": block()}, {"B": (["F"], ["O"], [])}), ValueError, "too many values", "ports of block 'B'"),
+    (flowsheet({"F": 1e5}, {"B": block()}, {"B": (["F"],)}), ValueError, "not enough values", "ports of block 'B'"),
+    (flowsheet({"F": 1e5}, {}, {"B": (["F"], ["O"])}), KeyError, "B", "block 'B'"),
+    (flowsheet({"F": 1e5}, {"B": block(P="high")}, {"B": (["F"], ["O"])}), ValueError, "high", "block 'B'"),
+    (flowsheet({"F": 1e5}, {"B": block(ratio=[1])}, {"B": (["F"], ["O"])}), TypeError, "list", "block 'B'"),
+    (flowsheet({"F": None}, {"B": block(dP=1.0)}, {"B": (["F"], ["O"])}), TypeError, "NoneType", "block 'B'"),
+    (flowsheet({"F": "1e5", "G": 2e5}, {"M": block()}, {"M": (["F", "G"], ["O"])}), TypeError, "'<'", "block 'M'"),
+    (flowsheet({"F": 10**400}, {"B": block(ratio=0.5)}, {"B": (["F"], ["O"])}), OverflowError, "too large", "block 'B'"),
+    (NS(feeds={"F": NS()}, blocks={}, ports={}), AttributeError, "'P'", "feed 'F'"),
+    (NS(feeds={}, blocks={}, ports=None), AttributeError, "items", None),
 ])
-def test_malformed_input_raises_the_interpreters_exception(flowgate, fs, error, words):
-    with pytest.raises(error, match=words):
+def test_malformed_input_raises_the_interpreters_exception(flowgate, fs, error, words, where):
+    # the host's own exception, with a note on the feed or block it came from
+    with pytest.raises(error, match=words) as caught:
         flowgate._pressures(fs)
+    notes = getattr(caught.value, "__notes__", [])
+    assert (where is None and not notes) or any(where in note for note in notes), notes
 
 
 def test_host_exceptions_pass_unchanged(flowgate):

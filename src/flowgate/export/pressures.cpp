@@ -1,5 +1,7 @@
 #include "export/pressures.hpp"
 
+#include "frame/errors.hpp"
+
 #include <cmath>
 #include <vector>
 
@@ -12,9 +14,19 @@ constexpr double UNKNOWN = -1.0;    // what an unknown pressure compares as
 const Name FEEDS{"feeds"}, PORTS{"ports"}, BLOCKS{"blocks"}, SPEC{"spec"}, KIND{"kind"},
     P_{"P"}, RATIO{"ratio"}, DP{"dP"}, RADFRAC{"RADFRAC"};
 
+// Where a failure came from, as a note on the exception: the host's error
+// alone names no feed or block.
+py::str about_feed(py::handle name) { return py::str("while reading the pressure of feed {!r}").format(name); }
+py::str about_ports(py::handle name) { return py::str("while reading the ports of block {!r}").format(name); }
+py::str about_spec(py::handle name) {
+    return py::str("while working out the outlet pressure of block {!r} from its spec").format(name);
+}
+
 py::object feed_pressures(py::handle fs) {
     py::dict P;
-    for_each_item(attr(fs, FEEDS), [&](py::handle name, py::handle feed) { P[name] = attr(feed, P_); });
+    for_each_item(attr(fs, FEEDS), [&](py::handle name, py::handle feed) {
+        P[name] = noted([&] { return attr(feed, P_); }, [&] { return about_feed(name); });
+    });
     return P;
 }
 
@@ -53,19 +65,23 @@ bool sweep(py::handle fs, py::dict& P, py::handle min_) {
     bool changed = false;
     py::object blocks = attr(fs, BLOCKS);
     for_each_item(attr(fs, PORTS), [&](py::handle name, py::handle pair) {
-        auto [ins, outs] = unpack2(pair);
-        py::list pin;
-        for (py::handle s : ins) {
-            if (P.contains(s)) pin.append(P[s]);
-        }
-        if (pin.empty()) return;
-        py::object p = outlet_pressure(item(blocks, name), min_(pin));
-        for (py::handle s : outs) {
-            if (truthy(s) && differs(P, s, p)) {
-                P[s] = p;
-                changed = true;
-            }
-        }
+        auto [ins, outs] = noted([&] { return unpack2(pair); }, [&] { return about_ports(name); });
+        noted(
+            [&] {
+                py::list pin;
+                for (py::handle s : ins) {
+                    if (P.contains(s)) pin.append(P[s]);
+                }
+                if (pin.empty()) return;
+                py::object p = outlet_pressure(item(blocks, name), min_(pin));
+                for (py::handle s : outs) {
+                    if (truthy(s) && differs(P, s, p)) {
+                        P[s] = p;
+                        changed = true;
+                    }
+                }
+            },
+            [&] { return about_spec(name); });
     });
     return changed;
 }
@@ -170,7 +186,7 @@ bool visit(Entry& e, py::handle blocks, Streams& st) {
         any = any || st.known[s];
     }
     if (!any) return false;
-    if (!e.read) read_block(e, blocks);
+    if (!e.read) noted([&] { read_block(e, blocks); }, [&] { return about_spec(e.name); });
     const double p = e.rule == Rule::fixed ? e.value : e.rule == Rule::ratio ? p0 * e.value : p0 - e.value;
     bool changed = false;
     for (std::size_t i = e.outs; i < e.end; ++i) {
@@ -200,7 +216,7 @@ py::dict c_lane(py::handle fs, const py::dict& feeds) {
     // The first sweep reads the ports as it goes, like the Python lane.
     bool changed = false;
     for_each_item(attr(fs, PORTS), [&](py::handle name, py::handle pair) {
-        entries.push_back(read_entry(name, pair, st));
+        entries.push_back(noted([&] { return read_entry(name, pair, st); }, [&] { return about_ports(name); }));
         changed = visit(entries.back(), blocks, st) || changed;
     });
     for (std::size_t n = 1; changed && n < limit; ++n) {
