@@ -339,3 +339,10 @@ def replay(case_json, folder, shared):
     """A stored case run once more, outside hypothesis."""
     import kelvane.flowgate as fg
     return file_case(fg, json.loads(case_json), good_files(folder, shared), folder)
+
+
+def replay_each(cases, folder, shared):
+    """{id: what `replay` gives} for the stored cases {id: case JSON}, in one process."""
+    import kelvane.flowgate as fg
+    bases = good_files(folder, shared)
+    return {key: file_case(fg, json.loads(case), bases, folder) for key, case in cases.items()}

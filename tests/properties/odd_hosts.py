@@ -471,8 +471,9 @@ def checkable(fs):
 # ---- what was raised ----------------------------------------------------------------------------
 
 # Words that tell the user where an error is, when no name of the flowsheet appears.
-PLACES = ("feed", "block", "stream", "component", "compound", "method", "package", "port", "inlet", "outlet",
-          "flows", "pp", "spec", "path", "file", ".dwxm", "DWSIM")
+PLACES = tuple(w + end for w in ("feed", "block", "stream", "component", "compound", "method", "package", "port",
+                                  "inlet", "outlet", "path", "file") for end in ("", "s")) + (
+    "flows", "pp", "spec", ".dwxmz", ".dwxml", "DWSIM")
 
 
 def flowsheet_names(fs):
@@ -497,7 +498,8 @@ def judge_exception(e, names=(), words=PLACES, placed=True):
     text = " ".join([str(e)] + [str(n) for n in getattr(e, "__notes__", [])])
     if not str(e).strip() and not getattr(e, "__notes__", None):
         return f"{type(e).__name__} without a message"
-    if not placed or any(n in text for n in names) or any(w in text for w in words):
+    said = lambda word: re.search(r"(?<![\w-])" + re.escape(word) + r"(?![\w-])", text)
+    if not placed or any(said(n) for n in names) or any(said(w) for w in words):
         return None
     return f"{type(e).__name__} that names no place: {text[:300]!r}"
 
@@ -506,7 +508,7 @@ def judge_exception(e, names=(), words=PLACES, placed=True):
 
 def pressure_faults(fs, P):
     """What is wrong with the pressures `P` of `fs`: each key a feed or a named outlet of a
-    block at the ports, each value a real number or the feed's own value."""
+    block at the ports, each value a number (numpy's too) or the feed's own value."""
     if type(P) is not dict:
         return [f"a {type(P).__name__}, not a dict"]
     outlets = set()
@@ -517,7 +519,8 @@ def pressure_faults(fs, P):
         own = name in fs.feeds and p is getattr(fs.feeds[name], "P", None)
         if name not in outlets and not own:
             faults.append(f"{name!r}: {p!r} is neither the feed's own pressure nor an outlet's")
-        elif not own and not isinstance(p, numbers.Real):
+        elif not own and not isinstance(p, (numbers.Real, np.generic, np.ndarray)):
+            # Python's arithmetic on the host's values: a numpy feed pressure gives numpy outlets
             faults.append(f"{name!r}: {p!r} ({type(p).__name__}) is no number")
     return faults
 
@@ -693,3 +696,19 @@ def batch_outcome(done, folder):
     case_file = os.path.join(folder, "case.json")
     case = open(case_file, encoding="ascii").read() if os.path.exists(case_file) else None
     return {"died": done.returncode, "stderr": done.stderr[-3000:], "case": case}
+
+
+def describe(feeds=(), blocks=(), ports=(), components=("WATER",), method="IDEAL", **parts):
+    """A case written by hand: feeds {name: attributes}, blocks {name: (kind, spec)}, ports
+    {name: (ins, outs)}; `parts` replace any part of the description."""
+    desc = {"pp": {"$ns": {"components": list(components), "method": method}},
+            "feeds": {"$map": [[n, {"$ns": dict(f)}] for n, f in dict(feeds).items()]},
+            "blocks": {"$map": [[n, {"$ns": {"kind": k, "spec": dict(sp)}}] for n, (k, sp) in dict(blocks).items()]},
+            "ports": {"$map": [[n, [list(i), list(o)]] for n, (i, o) in dict(ports).items()]}, "meta": {}}
+    desc.update(parts)
+    return desc
+
+
+def replay_each(kind, cases, folder):
+    """{id: what `replay` gives} for the stored cases {id: case JSON}, in one process."""
+    return {key: replay(kind, case, folder) for key, case in cases.items()}
