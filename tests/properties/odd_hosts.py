@@ -135,8 +135,6 @@ SPEC_KEYS = {"MIXER": ("P", "dP"), "HEATER": ("T", "vfrac", "duty", "dP", "P"),
              "FLASH2": ("T", "P", "vfrac", "duty", "dP"), "PUMP": ("P", "dP", "ratio", "efficiency"),
              "COMPR": ("P", "dP", "ratio", "efficiency"), "VALVE": ("P", "dP", "ratio"), "FSPLIT": ("dP",),
              "SEP": ("dP",)}
-RANGE_OF = {"P": "P", "dP": "dP", "T": "T", "vfrac": "vfrac", "duty": "duty", "ratio": "ratio",
-            "efficiency": "efficiency"}
 
 
 def chance(n, scale=1):
@@ -147,7 +145,7 @@ def chance(n, scale=1):
 @st.composite
 def spec(draw, kind, n_outs, n_comps, scale=1):
     keys = SPEC_KEYS.get(kind, ("P", "T", "dP")) if isinstance(kind, str) else ("P", "T", "dP")
-    sp = draw(st.fixed_dictionaries({}, optional={k: value(RANGE_OF[k], scale=scale) for k in keys}))
+    sp = draw(st.fixed_dictionaries({}, optional={k: value(k, scale=scale) for k in keys}))
     if kind == "FSPLIT" or draw(chance(20, scale)):
         n = max(n_outs - 1 + draw(weighted(st.just(0), st.sampled_from([-1, 1]), 4, scale)), 0)
         frac = draw(st.lists(value("frac", 8, scale), min_size=n, max_size=n))
