@@ -1,0 +1,110 @@
+"""Odd host flowsheets through build, solve_dwsim and export on the stand-in DWSIM, a batch
+of hypothesis' cases in one child process: each gives a result or an exception that says
+where, never a dead process, an overrun of the case's time bound, a stream in the results
+that no feed reaches, or, where DWSIM reported no error, a block balance that does not
+close. The faults found so far are pinned by the strict xfails below, each with the
+smallest case that shows it; the batch tolerates those and nothing else."""
+import json
+import re
+
+import pytest
+
+from child import call, spawn
+from odd_hosts import batch_outcome, describe, dumps
+
+FEED = {"T": 300.0, "P": 2e5, "flows": [0.01]}
+HOT = ("HEATER", {"T": 350.0})
+
+# The faults of the xfails below, as the batch words them.
+KNOWN = {
+    r"no feed reaches it through exported blocks: below a loop that no feed enters": "test_loop_that_no_feed_enters",
+    r"no feed reaches it through exported blocks: below a block without inlet": "test_block_without_inlet",
+    r"in - out = .* kmol/s": "test_branch_that_ends_in_an_open_outlet",
+    r"that names no place: .*(unpack|has no attribute 'P'|not supported between|unsupported operand|ufunc|"
+    r"truth value of an array|only 0-dimensional|only length-1|could not convert|float\(\) argument|"
+    r"refuses to be a number|int too large)": "test_errors_of_the_pressure_sweep_name_their_place",
+    r"that names no place: .*(object has no attribute 'get'|'NoneType' object is not iterable|"
+    r"can only concatenate str)": "test_errors_of_the_flowsheet_parts_name_them",
+}
+
+
+def unknown(findings):
+    return {k: f for k, f in findings.items() if not any(re.search(p, f["fault"]) for p in KNOWN)}
+
+
+def test_odd_flowsheets_through_the_standin(tmp_path):
+    done = spawn("odd_hosts:host_batch", 150, 0, 20, str(tmp_path), True, timeout=300)
+    summary = batch_outcome(done, str(tmp_path))
+    assert "died" not in summary, summary
+    assert summary["cases"] == 150
+    # the oracle had solved flowsheets to judge, and each step met both answers
+    assert summary["clean"] >= 20 and summary["balances"] >= 10, summary
+    for step in ("build", "solve", "export"):
+        assert summary["outcomes"][step]["result"] >= 20 and len(summary["outcomes"][step]) >= 4, summary
+    assert not unknown(summary["findings"]), json.dumps(unknown(summary["findings"]), indent=1)
+
+
+FEED_P = {"T": 300.0, "flows": [0.01]}
+GOOD = dict(feeds={"F": FEED}, blocks={"B": HOT}, ports={"B": (["F"], ["O"])})
+# The smallest cases of each fault, all replayed in one child.
+PINNED = {
+    "loop": describe({"F": FEED}, {"H": HOT, "M": ("MIXER", {}), "C": ("HEATER", {"T": 320.0})},
+                     {"H": (["F"], ["G"]), "M": (["R"], ["A"]), "C": (["A"], ["R"])}),
+    "inletless": describe({"F": FEED}, {"H": HOT, "M": ("MIXER", {})}, {"H": (["F"], ["G"]), "M": ([], ["A"])}),
+    "open outlet": describe({"F": FEED}, {"H1": HOT, "H2": ("HEATER", {"T": 300.0})},
+                            {"H1": (["F"], ["S1"]), "H2": (["S1"], [])}),
+    "good": describe(**GOOD),
+    "ports not a pair": {**describe(**GOOD), "ports": {"$map": [["B", [["F"]]]]}},
+    "feed without P": {**describe(**GOOD), "feeds": {"$map": [["F", {"$ns": FEED_P}]]}},
+    "feed P text": {**describe(**GOOD), "feeds": {"$map": [["F", {"$ns": {**FEED_P, "P": "high"}}]]}},
+    "spec P empty text": describe(GOOD["feeds"], {"B": ("VALVE", {"P": ""})}, GOOD["ports"]),
+    "meta None": {**describe(**GOOD), "meta": None},
+    "components None": {**describe(**GOOD), "pp": {"$ns": {"components": None, "method": "IDEAL"}}},
+    "block name None": {**describe(**GOOD), "blocks": {"$map": [[None, {"$ns": {"kind": "HEATER", "spec": {"T": 350.0}}}]]},
+                        "ports": {"$map": [[None, [["F"], ["O"]]]]}},
+}
+
+
+@pytest.fixture(scope="module")
+def replayed(tmp_path_factory):
+    cases = {key: dumps(desc) for key, desc in PINNED.items()}
+    return call("odd_hosts:replay_each", "host", cases, str(tmp_path_factory.mktemp("pinned")))
+
+
+@pytest.mark.xfail(strict=True, reason="the streams of a loop that no feed enters are reported with the flow "
+                                       "DWSIM's placeholder or the tear estimate put there")
+def test_loop_that_no_feed_enters(replayed):
+    assert replayed["loop"]["faults"] == []
+
+
+@pytest.mark.xfail(strict=True, reason="the outlet of a block without inlet is reported")
+def test_block_without_inlet(replayed):
+    assert replayed["inletless"]["faults"] == []
+
+
+@pytest.mark.xfail(strict=True, reason="DWSIM does not calculate a branch that ends in a unit with an open outlet "
+                                       "(it is in no solving list) and reports no error; its streams' placeholder "
+                                       "state is reported as the result")
+def test_branch_that_ends_in_an_open_outlet(replayed):
+    assert replayed["open outlet"]["faults"] == []
+
+
+@pytest.mark.parametrize("case", ["ports not a pair", "feed without P", "feed P text", "spec P empty text"])
+@pytest.mark.xfail(strict=True, reason="build runs the pressure sweep before any block or feed is handled: its "
+                                       "errors carry no note naming the block or feed")
+def test_errors_of_the_pressure_sweep_name_their_place(replayed, case):
+    assert replayed[case]["faults"] == []
+
+
+@pytest.mark.parametrize("case", ["meta None", "components None", "block name None"])
+@pytest.mark.xfail(strict=True, reason="a part of the flowsheet of the wrong type gives Python's bare message, "
+                                       "which does not name the part")
+def test_errors_of_the_flowsheet_parts_name_them(replayed, case):
+    assert replayed[case]["faults"] == []
+
+
+def test_the_good_case_is_good(replayed):
+    # the pinned cases change one part of this one; it passes every check
+    r = replayed["good"]
+    assert r["faults"] == [] and r["clean"] and r["balances"] == 1
+    assert {r[s] for s in ("build", "solve", "export", "import")} == {"result"}
