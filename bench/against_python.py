@@ -26,8 +26,7 @@ the module the inputs of its general lane (non-dict mappings, dict subclasses, n
 scalars) instead of exact dicts and floats.
 
 The host's flash is a one-line fake on both sides, so the solve rows time the reading of
-results, not thermodynamics; the unit fakes' Recycle gets the two members that the build
-sets (DWSIM's defaults), which those fakes leave out.
+results, not thermodynamics.
 """
 import argparse
 import gc
@@ -210,29 +209,8 @@ def quick_flash(pp, x, P, *, T):
     return {"T": T, "P": P, "H": 1000.0 * T + float(x[0])}
 
 
-class _Fresh(type):
-    """Member kinds for the fakes' table of units: `default` gives a new value each time."""
-    default = property(lambda cls: cls.make())
-
-    def __instancecheck__(cls, value):
-        return cls.accepts(value)
-
-
-class ConvergenceKind(metaclass=_Fresh):
-    make = staticmethod(lambda: NS(Temperatura=0.1, Pressao=0.1, VazaoMassica=0.01))
-    accepts = staticmethod(lambda v: isinstance(v, NS))
-
-
-class Int32Kind(metaclass=_Fresh):
-    make = staticmethod(lambda: 50)
-    accepts = staticmethod(lambda v: type(v) is int)
-
-
 def install_fakes():
     import dwsim_fakes as fk
-    # The unit fakes' Recycle has no members; the build sets these two (DWSIM's defaults).
-    fk.CLASSES["Recycle"][4].update(ConvergenceParameters=(ConvergenceKind, "default"),
-                                    MaximumIterations=(Int32Kind, "default"))
     sys.modules["System"] = fk.System
     sys.modules[fk.AUXILIARY] = fk.module(fk.AUXILIARY, SeparationSpec=fk.SeparationSpec,
                                           ComponentSeparationSpec=fk.ComponentSeparationSpec)
@@ -240,7 +218,7 @@ def install_fakes():
     sys.modules["kelvane.thermodynamic"] = fk.module("kelvane.thermodynamic", flash=quick_flash)
     flowgate.log = Quiet()
     a = fk.Automation(DWSIM_DB)
-    for c in a.AvailableCompounds.Values:  # molar masses, which the Recycles' tolerances read
+    for c in a.AvailableCompounds.Values:  # molar masses of the synthetic compounds, which the Recycles' tolerances read
         c.Molar_Weight = 18.0 + len(c.Name)
     m = {"ObjectType": fk.ObjectType, "U": fk.U}
     flowgate._STATE.pop("cas", None)

@@ -2,8 +2,8 @@
 of hypothesis' cases in one child process: each gives a result or an exception that says
 where, never a dead process, an overrun of the case's time bound, a stream in the results
 that no feed reaches, or, where DWSIM reported no error, a block balance that does not
-close. The faults found so far are pinned by the strict xfails below, each with the
-smallest case that shows it; the batch tolerates those and nothing else."""
+close. The faults it found are kept below as regression cases, each the smallest case
+that showed it; the batch tolerates no fault (KNOWN lists those it would)."""
 import json
 import re
 
@@ -15,17 +15,8 @@ from odd_hosts import batch_outcome, describe, dumps
 FEED = {"T": 300.0, "P": 2e5, "flows": [0.01]}
 HOT = ("HEATER", {"T": 350.0})
 
-# The faults of the xfails below, as the batch words them.
-KNOWN = {
-    r"no feed reaches it through exported blocks: below a loop that no feed enters": "test_loop_that_no_feed_enters",
-    r"no feed reaches it through exported blocks: below a block without inlet": "test_block_without_inlet",
-    r"in - out = .* kmol/s": "test_branch_that_ends_in_an_open_outlet",
-    r"that names no place: .*(unpack|has no attribute 'P'|not supported between|unsupported operand|ufunc|"
-    r"truth value of an array|only 0-dimensional|only length-1|could not convert|float\(\) argument|"
-    r"refuses to be a number|int too large)": "test_errors_of_the_pressure_sweep_name_their_place",
-    r"that names no place: .*(object has no attribute 'get'|'NoneType' object is not iterable|"
-    r"can only concatenate str)": "test_errors_of_the_flowsheet_parts_name_them",
-}
+# Faults the batch tolerates while they are pinned by a strict xfail, as it words them.
+KNOWN = {}
 
 
 def unknown(findings):
@@ -71,34 +62,24 @@ def replayed(tmp_path_factory):
     return call("odd_hosts:replay_each", "host", cases, str(tmp_path_factory.mktemp("pinned")))
 
 
-@pytest.mark.xfail(strict=True, reason="the streams of a loop that no feed enters are reported with the flow "
-                                       "DWSIM's placeholder or the tear estimate put there")
 def test_loop_that_no_feed_enters(replayed):
     assert replayed["loop"]["faults"] == []
 
 
-@pytest.mark.xfail(strict=True, reason="the outlet of a block without inlet is reported")
 def test_block_without_inlet(replayed):
     assert replayed["inletless"]["faults"] == []
 
 
-@pytest.mark.xfail(strict=True, reason="DWSIM does not calculate a branch that ends in a unit with an open outlet "
-                                       "(it is in no solving list) and reports no error; its streams' placeholder "
-                                       "state is reported as the result")
 def test_branch_that_ends_in_an_open_outlet(replayed):
     assert replayed["open outlet"]["faults"] == []
 
 
 @pytest.mark.parametrize("case", ["ports not a pair", "feed without P", "feed P text", "spec P empty text"])
-@pytest.mark.xfail(strict=True, reason="build runs the pressure sweep before any block or feed is handled: its "
-                                       "errors carry no note naming the block or feed")
 def test_errors_of_the_pressure_sweep_name_their_place(replayed, case):
     assert replayed[case]["faults"] == []
 
 
 @pytest.mark.parametrize("case", ["meta None", "components None", "block name None"])
-@pytest.mark.xfail(strict=True, reason="a part of the flowsheet of the wrong type gives Python's bare message, "
-                                       "which does not name the part")
 def test_errors_of_the_flowsheet_parts_name_them(replayed, case):
     assert replayed[case]["faults"] == []
 

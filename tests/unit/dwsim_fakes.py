@@ -182,7 +182,14 @@ U = NS(Heater=NS(CalculationMode=HeaterMode), Cooler=NS(CalculationMode=CoolerMo
 
 # ---- units: ports, members, defaults ----------------------------------------------------
 
-D, N, B, BYTE = "Double", "Nullable", "Boolean", "Byte"
+D, N, B, BYTE, INT = "Double", "Nullable", "Boolean", "Byte", "Int32"
+
+
+class ConvergenceParameters:
+    """A Recycle's tolerances (a .NET struct; DWSIM's defaults, SI units)."""
+
+    def __init__(self):
+        self.Temperatura, self.Pressao, self.VazaoMassica = 0.1, 0.1, 0.01
 _HEATER = dict(OutletTemperature=(N, 298.15), OutletVaporFraction=(N, None), DeltaQ=(N, None), DeltaP=(N, None),
                DeltaT=(N, None), Eficiencia=(N, 100.0))
 # class: ObjectType, input ports (I material, E energy), outputs, whether the unit's energy
@@ -208,7 +215,8 @@ CLASSES = {
         DeltaQ=(D, 0.0), DeltaT=(D, 0.0), PressureRatio=(D, math.nan), OutletTemperature=(D, 0.0))),
     "Valve": ("Valve", "I", 1, False, dict(CalcMode=(ValveMode, "DeltaP"), OutletPressure=(N, 101325.0),
                                            DeltaP=(N, None), DeltaQ=(N, None), DeltaT=(N, None))),
-    "Recycle": ("OT_Recycle", "I", 1, False, {}),
+    "Recycle": ("OT_Recycle", "I", 1, False, dict(ConvergenceParameters=(ConvergenceParameters, None),
+                                                  MaximumIterations=(INT, 50))),
 }
 # Members that stand for another one (Pump.Efficiency is a Double view of Eficiencia).
 PROXIES = {("Pump", "Efficiency"): "Eficiencia"}
@@ -226,6 +234,10 @@ def convert(kind, value):
     if kind == B:
         if type(value) is not bool:
             raise TypeError(f"no .NET Boolean from {type(value).__name__}")
+        return value
+    if kind == INT:
+        if type(value) is not int or not -2**31 <= value < 2**31:
+            raise TypeError(f"no .NET Int32 from {value!r}")
         return value
     if kind == BYTE:
         if type(value) is not int or not 0 <= value < 256:
@@ -258,12 +270,19 @@ class Graphic:
         self.EnergyConnector.Active = self.energy_out
 
 
+def default(kind, value):
+    """A member's first value: an enum's member by name, a struct made anew for each object."""
+    if isinstance(kind, type) and issubclass(kind, NetEnum):
+        return getattr(kind, value)
+    return kind() if isinstance(kind, type) else value
+
+
 class SimulationObject:
     """What GetAsObject() gives: the concrete DWSIM object of class `cls`."""
 
     def __init__(self, cls, tag, name=None):
         members = CLASSES[cls][4]
-        defaults = {m: getattr(t, d) if isinstance(t, type) else d for m, (t, d) in members.items()}
+        defaults = {m: default(t, d) for m, (t, d) in members.items()}
         self.__dict__.update(defaults, cls=cls, Name=name or tag, GraphicObject=Graphic(cls, name or tag, tag),
                              Calculated=False, PropertyPackage=None)
         if cls == "Splitter":
@@ -385,6 +404,8 @@ PACKAGES.update({"NRTL": nrtl_package, "Peng-Robinson (PR)": cubic_package,
                  "Soave-Redlich-Kwong (SRK)": lambda: cubic_package(name="Soave-Redlich-Kwong (SRK)")})
 COMPOUNDS = {"Water": "7732-18-5", "Ethanol": " 64-17-5 ", "Methanol": "67-56-1",
              "N-butane": "106-97-8", "n-Butane": "106-97-8", "Methane": "74-82-8"}
+MOLAR_WEIGHTS = {"Water": 18.015, "Ethanol": 46.069, "Methanol": 32.042, "N-butane": 58.123, "n-Butane": 58.123,
+                 "Methane": 16.043}  # g/mol
 
 
 # ---- the flowsheet and the automation object --------------------------------------------
@@ -488,7 +509,8 @@ class Automation:
     returns; `files` holds what LoadFlowsheet opens, by path."""
 
     def __init__(self, compounds=COMPOUNDS):
-        self.AvailableCompounds = Keyed((n, NS(Name=n, CAS_Number=c)) for n, c in compounds.items())
+        self.AvailableCompounds = Keyed((n, NS(Name=n, CAS_Number=c, Molar_Weight=MOLAR_WEIGHTS.get(n, 100.0)))
+                                        for n, c in compounds.items())
         self.solver = lambda sim: []
         self.calls, self.sheets, self.files = [], [], {}
 

@@ -175,3 +175,21 @@ def test_names_dotnet_cannot_hold_are_refused_before_anything_is_added(dwsim, po
     with pytest.raises(ValueError, match="lone surrogate") as e:
         build(dwsim, blocks, ports)
     assert str(e.value).startswith(what) and dwsim.a.sheets[-1].calls[-1][0] != "AddObject"
+
+
+@pytest.mark.parametrize("outs", [[], [""], [None]])
+def test_a_unit_whose_outlets_are_all_open_gets_a_product_stream(dwsim, outs):
+    # DWSIM calculates only what leads to a stream: without one the unit would keep its placeholder state
+    sim, obj, notes = one(dwsim, "HEATER", outs=outs, T=350)
+    assert ("B", 0, "B-OUT", 0) in sim.links and "B-OUT" not in obj
+    assert notes == ["B: no outlet stream; in DWSIM its product goes to the stream B-OUT (DWSIM calculates only what "
+                     "leads to a stream), which is not in the results"]
+
+
+def test_what_no_feed_reaches_is_left_out(dwsim):
+    # a loop that no feed enters, and a block without inlet, hold no result however DWSIM fills them
+    _, _, notes = build(dwsim, {"H": block("HEATER", T=350), "M": block("MIXER"), "C": block("HEATER", T=320),
+                                "N": block("MIXER")},
+                        {"H": (["F"], ["G"]), "M": (["R"], ["A"]), "C": (["A"], ["R"]), "N": ([], ["Z"])})
+    assert notes == ["no feed reaches A, R, Z (a loop that no feed enters, or a block without inlet): DWSIM holds a "
+                     "placeholder state there, no result; left out of the results: streams A, R, Z; blocks C, M, N"]

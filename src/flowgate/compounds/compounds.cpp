@@ -1,6 +1,7 @@
 #include "compounds/compounds.hpp"
 
 #include "access/surface.hpp"
+#include "frame/errors.hpp"
 #include "frame/process.hpp"
 
 #include <utility>
@@ -92,15 +93,19 @@ py::dict compound_names(py::handle fs, py::handle sim) {
     static const Name META{"meta"}, GET{"get"}, ALIASES{"aliases"}, PP{"pp"}, COMPONENTS{"components"};
     py::object databank_index = import_sibling("components", "databank_index");
     py::dict cas = compounds(sim);
-    py::object aliases = call_method(attr(fs, META), GET, ALIASES.get());
+    py::object aliases = noted([&] { return call_method(attr(fs, META), GET, ALIASES.get()); },
+                               [] { return py::str("while reading the component aliases, fs.meta['aliases']"); });
     if (!truthy(aliases)) aliases = py::dict();
     std::vector<std::pair<py::object, py::object>> wanted;  // (component, alias)
     py::set alias_set;
-    py::object components = attr(attr(fs, PP), COMPONENTS);
-    for (py::handle c : components) {
-        wanted.emplace_back(py::reinterpret_borrow<py::object>(c), get(aliases, c, c));
-        alias_set.add(wanted.back().second);
-    }
+    noted(
+        [&] {
+            for_each(attr(attr(fs, PP), COMPONENTS), [&](py::handle c) {
+                wanted.emplace_back(py::reinterpret_borrow<py::object>(c), get(aliases, c, c));
+                alias_set.add(wanted.back().second);
+            });
+        },
+        [] { return py::str("while reading the components, fs.pp.components, and their aliases"); });
     py::dict entries = by_alias(databank_index, alias_set);
     if (!name_index().cas.is(cas)) names_of(cas);
     const py::dict names = name_index().names;

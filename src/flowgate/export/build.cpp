@@ -85,9 +85,10 @@ py::list stream_names(py::handle fs) {
     py::object ports = call_method(attr(fs, PORTS), VALUES);
     for (py::handle pair : ports) {
         auto [ins, outs] = unpack2(pair);
-        py::object both = steal_or_throw(PyNumber_Add(ins.ptr(), outs.ptr()));
-        for (py::handle name : both) {
-            if (truthy(name)) streams.add(name);
+        for (py::handle side : {py::handle(ins), py::handle(outs)}) {
+            for_each(side, [&](py::handle name) {
+                if (truthy(name)) streams.add(name);
+            });
         }
     }
     py::object feeds = attr(fs, FEEDS);
@@ -299,6 +300,27 @@ void translate(Sheet& s, const HostBlock& b, py::handle sp, py::ssize_t k) {
                          lowest_inlet_pressure(s, b.ins), first_outlet_pressure(s, b.outs)});
 }
 
+// Whether any stream of `ports` is in `streams`.
+bool any_of(py::handle ports, const py::set& streams) {
+    for (py::handle s : ports) {
+        if (truthy(s) && streams.contains(s)) return true;
+    }
+    return false;
+}
+
+// DWSIM calculates a unit only on the way back from a stream whose outlet is
+// open: a unit whose every outlet the host leaves open, and all that leads
+// only to it, would silently keep its placeholder state. Its product goes to
+// a stream of its own, which is no result of the host's.
+void close_outlet(Sheet& s, const HostBlock& b, py::ssize_t k) {
+    py::object tag = s.fresh(b.name + py::str("-OUT"), py::str("block {!r}").format(b.name));
+    auto [x, y] = s.xy(b.name, k);
+    py::object product = s.add(dwsim::MATERIAL_STREAM, x + py::int_(20), y, tag);
+    s.connect(item(s.obj, b.name), product, 0, 0);
+    s.notes.append(py::str("{}: no outlet stream; in DWSIM its product goes to the stream {} (DWSIM calculates only what "
+                           "leads to a stream), which is not in the results").format(b.name, tag));
+}
+
 // Which block failed, and where a common mistake is the likely cause, which.
 py::str about(const Sheet& s, const HostBlock& b) {
     py::str text = py::str("while translating block {!r} ({})").format(b.name, b.kind);
@@ -319,6 +341,7 @@ void translate_blocks(Sheet& s, const std::vector<HostBlock>& blocks) {
         py::object sp = attr(b.block, SPEC);
         if (b.row != nullptr) {
             noted([&] { translate(s, b, sp, k); }, [&] { return about(s, b); });
+            if (!any_of(b.outs, s.fed)) close_outlet(s, b, k);
         } else {
             skipped.append(py::str(b.name) + py::str(" (") + py::str(b.kind) + py::str(")"));
         }
@@ -327,41 +350,98 @@ void translate_blocks(Sheet& s, const std::vector<HostBlock>& blocks) {
     if (!skipped.empty()) s.note("not exported (no DWSIM block here): %s", py::str(", ").attr("join")(skipped));
 }
 
-// A stream that no feed and no unit's outlet feeds holds DWSIM's placeholder
-// state (298.15 K, 1 atm, about 1 kg/s), which is no result; neither is what
-// it reaches downstream. They are named in a note and left out of the results.
-void leave_out_phantoms(Sheet& s, const std::vector<HostBlock>& blocks, const py::list& streams, Built& built) {
-    py::object feeds = attr(s.fs, FEEDS);
-    py::list unfed;
-    for (py::handle name : streams) {
-        if (!s.fed.contains(name) && !contains(feeds, name)) {
-            unfed.append(name);
-            built.phantom_streams.add(name);
-        }
-    }
-    if (unfed.empty()) return;
-    for (bool grew = true; grew;) {
-        grew = false;
-        for (const HostBlock& b : blocks) {
-            if (b.row == nullptr || built.phantom_blocks.contains(b.name)) continue;
-            bool reached = false;
-            for (py::handle in : b.ins) reached = reached || (truthy(in) && built.phantom_streams.contains(in));
-            if (!reached) continue;
-            built.phantom_blocks.add(b.name);
-            for (py::handle out : b.outs) {
-                if (truthy(out)) built.phantom_streams.add(out);
+// The exported blocks by the streams that enter them, for walks downstream
+// that visit each block once.
+class Consumers {
+public:
+    explicit Consumers(const std::vector<HostBlock>& blocks) : blocks_(blocks) {
+        for (std::size_t k = 0; k < blocks.size(); ++k) {
+            if (blocks[k].row == nullptr) continue;
+            for (py::handle in : blocks[k].ins) {
+                if (truthy(in)) of(in).push_back(k);
             }
-            grew = true;
         }
     }
-    py::str join(", ");
-    py::str note = py::str("nothing feeds {} (no feed, no exported block): DWSIM holds a placeholder state there, "
-                           "no result; left out of the results: streams {}")
-                       .format(join.attr("join")(unfed), join.attr("join")(builtin("sorted")(built.phantom_streams)));
-    if (!built.phantom_blocks.empty()) {
-        note = note + py::str("; blocks ") + join.attr("join")(builtin("sorted")(built.phantom_blocks));
+
+    // Marks in `streams` everything downstream of what it holds, and in
+    // `marked` the blocks that a marked stream enters; with `connected`,
+    // only the outlets that are among those streams pass it on.
+    void spread(py::set& streams, py::set& marked, const py::set* connected = nullptr) {
+        std::vector<py::object> todo;
+        for (py::handle s : streams) todo.push_back(py::reinterpret_borrow<py::object>(s));
+        while (!todo.empty()) {
+            py::object stream = std::move(todo.back());
+            todo.pop_back();
+            for (std::size_t k : of(stream)) {
+                const HostBlock& b = blocks_[k];
+                if (marked.contains(b.name)) continue;
+                marked.add(b.name);
+                for (py::handle out : b.outs) {
+                    if (truthy(out) && !streams.contains(out) && (connected == nullptr || connected->contains(out))) {
+                        streams.add(out);
+                        todo.push_back(py::reinterpret_borrow<py::object>(out));
+                    }
+                }
+            }
+        }
     }
-    s.notes.append(note);
+
+private:
+    std::vector<std::size_t>& of(py::handle stream) {
+        py::object at = get(index_, stream);
+        if (!at.is_none()) return lists_[at.cast<std::size_t>()];
+        index_[stream] = py::int_(lists_.size());
+        return lists_.emplace_back();
+    }
+
+    const std::vector<HostBlock>& blocks_;
+    py::dict index_;  // stream -> position in lists_
+    std::vector<std::vector<std::size_t>> lists_;
+};
+
+// Lists `names` for a note, sorted.
+py::str listed(const py::set& names) { return py::str(", ").attr("join")(builtin("sorted")(names)); }
+
+// A stream that no feed reaches holds DWSIM's placeholder state (298.15 K,
+// 1 atm, about 1 kg/s) or whatever a loop no feed enters makes of it: no
+// result; neither is what it reaches downstream, nor a block without inlet.
+// They are named in a note and left out of the results.
+void leave_out_phantoms(Sheet& s, const std::vector<HostBlock>& blocks, const py::list& streams, Built& built) {
+    Consumers consumers(blocks);
+    py::set reached, entered;
+    for (py::handle n : attr(s.fs, FEEDS)) reached.add(n);
+    consumers.spread(reached, entered, &s.fed);  // as DWSIM connects them: an outlet it has no port for stays open
+
+    // What nothing feeds and what it reaches first; then what remains beyond
+    // the feeds' reach: the streams of a loop no feed enters, the outlets of
+    // a block without inlet.
+    py::set unfed, unreached;
+    for (py::handle name : streams) {
+        if (!reached.contains(name) && !s.fed.contains(name)) unfed.add(name);
+    }
+    for (py::handle name : unfed) built.phantom_streams.add(name);
+    consumers.spread(built.phantom_streams, built.phantom_blocks);
+    for (py::handle name : streams) {
+        if (!reached.contains(name) && !built.phantom_streams.contains(name)) unreached.add(name);
+    }
+    for (py::handle name : unreached) built.phantom_streams.add(name);
+    for (const HostBlock& b : blocks) {
+        if (b.row != nullptr && !entered.contains(b.name)) built.phantom_blocks.add(b.name);
+    }
+    consumers.spread(built.phantom_streams, built.phantom_blocks);
+    if (built.phantom_streams.empty() && built.phantom_blocks.empty()) return;
+
+    py::list why, left_out;
+    if (!unfed.empty()) why.append(py::str("nothing feeds {} (no feed, no exported block)").format(listed(unfed)));
+    if (!unreached.empty()) {
+        why.append(py::str("no feed reaches {} (a loop that no feed enters, or a block without inlet)").format(listed(unreached)));
+    }
+    if (why.empty()) why.append(py::str("no stream enters {}").format(listed(built.phantom_blocks)));
+    if (!built.phantom_streams.empty()) left_out.append(py::str("streams ") + listed(built.phantom_streams));
+    if (!built.phantom_blocks.empty()) left_out.append(py::str("blocks ") + listed(built.phantom_blocks));
+    py::str semicolon("; ");
+    s.notes.append(py::str("{}: DWSIM holds a placeholder state there, no result; left out of the results: {}")
+                       .format(semicolon.attr("join")(why), semicolon.attr("join")(left_out)));
 }
 
 }  // namespace
@@ -384,8 +464,8 @@ Built build(py::handle fs, const Automation& at) {
     s.pos = attr_or(fs, POSITIONS);
     if (!truthy(s.pos)) s.pos = py::dict();
     s.P = pressures(fs);
+    const std::vector<HostBlock> blocks = host_blocks(fs);  // first: its errors name the block
     const py::list streams = stream_names(fs);
-    const std::vector<HostBlock> blocks = host_blocks(fs);
     reserve_tags(s, streams, blocks);
     add_streams(s, streams);
     s.comps = to_list(attr(attr(fs, PP), COMPONENTS));

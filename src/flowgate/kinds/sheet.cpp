@@ -11,6 +11,10 @@ std::pair<py::object, py::object> Sheet::xy(py::handle n, py::ssize_t k) const {
 }
 
 void Sheet::reserve(py::handle tag, py::handle what) {
+    if (!PyUnicode_Check(tag.ptr())) {
+        raise(PyExc_TypeError, py::str("{} cannot be tagged in DWSIM: its name must be text, not {}")
+                                   .format(what, Py_TYPE(tag.ptr())->tp_name));
+    }
     check_dotnet_safe(tag, what);
     py::object other = get(tags, tag);
     if (!other.is_none()) {
