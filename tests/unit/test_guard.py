@@ -61,16 +61,21 @@ def zipped(path, entries, method=zipfile.ZIP_DEFLATED, seekable=True):
     return path
 
 
-def local(name, data, packed=None, *, flags=0, crc=None, stated=None, zip64=False):
+def local(name, data, packed=None, *, flags=0, crc=None, stated=None, zip64=False, described=False):
     """An entry as DWSIM's reader meets it, a local header and its deflated data (no central
-    directory needed): the header states `stated` unpacked bytes (default: the true size)."""
+    directory needed): the header states `stated` unpacked bytes (default: the true size);
+    `described`: its sizes and CRC follow the data, in a data descriptor."""
     packed = zlib.compress(data, 9)[2:-4] if packed is None else packed
     stated = len(data) if stated is None else stated
     crc = zlib.crc32(data) if crc is None else crc
-    extra = struct.pack("<HHQQ", 1, 16, stated, len(packed)) if zip64 else b""
-    sizes = (0xFFFFFFFF, 0xFFFFFFFF) if zip64 else (len(packed), stated)
-    return (struct.pack("<4sHHHHHIIIHH", b"PK\3\4", 20, flags, 8, 0, 0, crc, *sizes, len(name), len(extra))
-            + name.encode() + extra + packed)
+    extra = struct.pack("<HHQQ", 1, 16, 0 if described else stated, 0 if described else len(packed)) if zip64 else b""
+    sizes = (0, 0) if described else (0xFFFFFFFF, 0xFFFFFFFF) if zip64 else (len(packed), stated)
+    header = struct.pack("<4sHHHHHIIIHH", b"PK\3\4", 20, flags | (8 if described else 0), 8, 0, 0,
+                         0 if described else crc, *sizes, len(name), len(extra))
+    if not described:
+        return header + name.encode() + extra + packed
+    return header + name.encode() + extra + packed + struct.pack("<4sIQQ" if zip64 else "<4sIII", b"PK\7\10", crc,
+                                                                 len(packed), stated)
 
 
 @pytest.fixture(scope="module")
@@ -110,6 +115,9 @@ ZIPS = {
     # data descriptors: a deflated entry ends with its stream, a stored one DWSIM cannot read
     "deep last after a descriptor": (lambda p, b: zipped(p, [("a.xml", nested(10)), ("b.xml", nested(300))],
                                                          seekable=False), NESTS),
+    "deep last after a zip64 descriptor": (lambda p, b: raw(p, local("a.xml", nested(10).encode(), zip64=True,
+                                                                     described=True),
+                                                               local("b.xml", nested(300).encode())), NESTS),
     "stored with a descriptor": (lambda p, b: zipped(p, [("b.xml", nested(300))], zipfile.ZIP_STORED,
                                                      seekable=False), None),
     # where DWSIM's reading fails first, its error is the answer

@@ -111,16 +111,17 @@ bool names_xml(std::string_view name) {
     return tail == ".xml";
 }
 
-// The sizes of a zip64 header: both are in its extra field when either
-// 32-bit field says so.
+// A zip64 extra field: the data descriptor's sizes are 8 bytes long, and
+// both sizes are in the field where a 32-bit one says 0xFFFFFFFF.
 void read_zip64(Entry& e, std::string_view extra) {
     for (std::size_t at = 0; at + 4 <= extra.size(); at += 4 + little_endian(extra, at + 2, 2)) {
-        if (little_endian(extra, at, 2) == 1 && at + 20 <= extra.size()) {
+        if (little_endian(extra, at, 2) != 1) continue;
+        e.zip64 = true;
+        if ((e.size == ZIP64 || e.packed == ZIP64) && at + 20 <= extra.size()) {
             e.size = little_endian(extra, at + 4, 8);
             e.packed = little_endian(extra, at + 12, 8);
-            e.zip64 = true;
-            return;
         }
+        return;
     }
 }
 
@@ -190,7 +191,7 @@ private:
         const std::string_view r = bytes_of(rest);
         if (r.size() < name_size + extra_size) return false;
         e.xml = names_xml(r.substr(0, name_size));
-        if (e.size == ZIP64 || e.packed == ZIP64) read_zip64(e, r.substr(name_size));
+        read_zip64(e, r.substr(name_size));
         e.data_at = at_ + 30 + static_cast<long long>(name_size + extra_size);
         return true;
     }
@@ -279,8 +280,8 @@ private:
         }
         const long long end = e.data_at + fed - static_cast<long long>(bytes_of(attr(inflater, UNUSED)).size());
         seek(end);
-        const bool signed_ = bytes_of(read(DESCRIPTOR_SIGNATURE.size())) == DESCRIPTOR_SIGNATURE;
-        at_ = end + (signed_ ? 4 : 0) + (e.zip64 ? 20 : 12);
+        const bool marked = bytes_of(read(DESCRIPTOR_SIGNATURE.size())) == DESCRIPTOR_SIGNATURE;
+        at_ = end + (marked ? 4 : 0) + (e.zip64 ? 20 : 12);
         return Outcome::read;
     }
 
