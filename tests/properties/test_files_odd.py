@@ -17,10 +17,8 @@ from child import SHARED, call, spawn
 from odd_hosts import batch_outcome, dumps
 
 # Faults found and not yet fixed, by the pattern of their finding: the batch tolerates these
-# (and scripts/long-run.py reads them), each pinned by a strict xfail below.
-KNOWN = {
-    r"refused though within the limits: .*nests deeper": "test_utf16_xml_is_not_refused",
-}
+# (and scripts/long-run.py reads them), each pinned by a strict xfail below. None at present.
+KNOWN = {}
 
 
 def unknown(findings):
@@ -63,10 +61,8 @@ def test_xml_that_dwsim_reads_is_the_last_entry(replayed):
     assert replayed["deep last entry"] == {"import": "ValueError", "faults": []}
 
 
-@pytest.mark.xfail(strict=True, reason="the guard counts nesting over the bytes as if they were UTF-8: in UTF-16 "
-                                       "no end tag is seen, and a file of a few levels is refused as nested too deep")
 def test_utf16_xml_is_not_refused(replayed):
-    assert replayed["utf16"]["faults"] == []
+    assert replayed["utf16"] == {"import": "result", "host": "opens", "faults": []}
 
 
 def test_errors_of_the_guard_name_the_file(replayed):

@@ -1,7 +1,7 @@
 """The import guard: a DWSIM file beyond the limits is refused, with a ValueError naming it,
 before DWSIM opens it, judged as DWSIM would read it (a zip by its local headers, the last
-.xml entry the document); any other file reaches DWSIM, here the fake, which opens none:
-its FileNotFoundException says that the file got through."""
+.xml entry the document, the XML in its own encoding); any other file reaches DWSIM, here
+the fake, which opens none: its FileNotFoundException says that the file got through."""
 import io
 import struct
 import zipfile
@@ -37,8 +37,10 @@ def verdict(import_model, path):
     raise AssertionError("the fake DWSIM opened a file")
 
 
-def nested(depth):
-    return "<?xml version='1.0'?><!-- <a><a> --><root a='>'>" + "<a>" * depth + "<b/>" + "</a>" * depth + "</root>"
+def nested(depth, text="", encoding=None):
+    declared = f" encoding='{encoding}'" if encoding else ""
+    return (f"<?xml version='1.0'{declared}?><!-- <a><a> --><root a='>'>{text}" + "<a>" * depth + "<b/>"
+            + "</a>" * depth + "</root>")
 
 
 class Unseekable(io.RawIOBase):
@@ -138,3 +140,30 @@ ZIPS = {
 def test_a_zip_is_judged_as_dwsim_reads_it(import_model, tmp_path, bomb, case):
     make, refused = ZIPS[case]
     assert verdict(import_model, make(tmp_path / "f.dwxmz", bomb)) == refused
+
+
+# the kanji 七乗 in ISO-2022-JP are the bytes <7>h: read as ASCII, each pair a start tag
+SEVENS = "\u4e03\u4e57" * 300
+
+TEXTS = {
+    "UTF-8": (nested(300).encode(), NESTS),
+    "UTF-8 with its mark": (b"\xef\xbb\xbf" + nested(300).encode(), NESTS),
+    "UTF-16 LE with its mark": (nested(200).encode("utf-16"), None),
+    "UTF-16 LE with its mark, deep": (nested(300).encode("utf-16"), NESTS),
+    "UTF-16 BE": (nested(300).encode("utf-16-be"), NESTS),
+    "UTF-32 LE with its mark": (nested(200).encode("utf-32"), None),
+    # no mark: read as UTF-8, which ends at the first NUL, where the count ends too
+    "UTF-16 LE with its mark damaged": (b"\xfe\xfe" + nested(200).encode("utf-16-le"), None),
+    "UTF-32 BE, deep": (nested(300).encode("utf-32-be"), NESTS),
+    "ISO-2022-JP": (nested(10, SEVENS, "ISO-2022-JP").encode("iso2022_jp"), None),
+    "Latin-1, deep": (nested(300, "\xe9", "ISO-8859-1").encode("latin-1"), NESTS),
+    # an encoding that cannot be told gives no depth rather than a miscount
+    "unknown encoding, deep": (nested(300, "", "x-no-such").encode(), None),
+}
+
+
+@pytest.mark.parametrize("case", TEXTS)
+def test_xml_nests_as_its_encoding_reads(import_model, tmp_path, case):
+    text, refused = TEXTS[case]
+    (tmp_path / "f.dwxml").write_bytes(text)
+    assert verdict(import_model, tmp_path / "f.dwxml") == refused

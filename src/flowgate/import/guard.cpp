@@ -38,7 +38,11 @@ std::string_view bytes_of(py::handle data) {
 
 // How deep the elements of an XML text nest; declarations, comments and
 // CDATA sections do not count, nor does a `>` inside an attribute's quotes.
+// The text is one byte per character as far as markup goes (ASCII, UTF-8).
+// XML holds no NUL in any encoding: the parser fails at the first one (a
+// text misread, UTF-16 taken for UTF-8), and the count ends there too.
 int depth_of(std::string_view xml) {
+    xml = xml.substr(0, xml.find('\0'));
     int depth = 0, deepest = 0;
     auto skip_past = [&](std::size_t from, std::string_view end) {
         const std::size_t at = xml.find(end, from);
@@ -72,6 +76,96 @@ int depth_of(std::string_view xml) {
         }
     }
     return deepest;
+}
+
+// The code units of a UTF-16 or UTF-32 text, one byte each: ASCII stays and
+// any other unit becomes 0x80, which is no markup, so that depth_of sees the
+// markup that the parser sees. Of `Width` bytes a unit, the low one first
+// or last.
+template <std::size_t Width, bool BigEndian>
+std::string narrowed(std::string_view text) {
+    constexpr std::size_t LOW = BigEndian ? Width - 1 : 0;
+    std::string units(text.size() / Width, '\0');
+    const auto* unit = reinterpret_cast<const unsigned char*>(text.data());
+    for (char& c : units) {
+        unsigned high = 0;
+        for (std::size_t k = 0; k < Width; ++k) high |= k == LOW ? 0 : unit[k];
+        c = high == 0 && unit[LOW] < 0x80 ? static_cast<char>(unit[LOW]) : '\x80';
+        unit += Width;
+    }
+    return units;
+}
+
+// How .NET's XML reader tells the encoding by the first bytes (the XML
+// specification's appendix F): a byte-order mark, or the width of the `<`
+// that starts every document; UTF-8 (no narrowing) with its mark.
+struct Form {
+    std::string_view start;
+    std::size_t mark;  // bytes of the byte-order mark, skipped
+    std::string (*narrow)(std::string_view);
+};
+constexpr Form FORMS[] = {
+    {"\0\0\xFE\xFF"sv, 4, narrowed<4, true>}, {"\xFF\xFE\0\0"sv, 4, narrowed<4, false>},
+    {"\0\0\0<"sv, 0, narrowed<4, true>},       {"<\0\0\0"sv, 0, narrowed<4, false>},
+    {"\xFE\xFF"sv, 2, narrowed<2, true>},       {"\xFF\xFE"sv, 2, narrowed<2, false>},
+    {"\0<"sv, 0, narrowed<2, true>},            {"<\0"sv, 0, narrowed<2, false>},
+    {"\xEF\xBB\xBF"sv, 3, nullptr},
+};
+
+// The encoding that the XML declaration at the start names, or "".
+std::string declared_encoding(std::string_view xml) {
+    constexpr std::string_view SPACE = " \t\r\n";
+    if (xml.size() < 6 || xml.substr(0, 5) != "<?xml" || SPACE.find(xml[5]) == std::string_view::npos) return {};
+    const std::string_view declaration = xml.substr(0, xml.find("?>"));
+    std::size_t at = declaration.find("encoding");
+    if (at != std::string_view::npos) at = declaration.find_first_not_of(SPACE, at + "encoding"sv.size());
+    if (at == std::string_view::npos || declaration[at] != '=') return {};
+    at = declaration.find_first_not_of(SPACE, at + 1);
+    if (at == std::string_view::npos || (declaration[at] != '"' && declaration[at] != '\'')) return {};
+    const std::size_t end = declaration.find(declaration[at], at + 1);
+    return end == std::string_view::npos ? std::string() : std::string(declaration.substr(at + 1, end - at - 1));
+}
+
+// Python's name for a codec, None for one it does not know.
+py::object codec_name(const std::string& encoding) {
+    try {
+        return py::module_::import("codecs").attr("lookup")(encoding).attr("name");
+    } catch (py::error_already_set& e) {
+        if (!e.matches(PyExc_LookupError)) throw;
+        return py::none();
+    }
+}
+
+// A document without a byte-order mark, in the encoding its declaration
+// names (UTF-8 without one). Other encodings than UTF-8 and ASCII are decoded
+// by Python's codec; one that is unknown or no text encoding cannot be told,
+// and counts 0 rather than a depth made up of misread bytes.
+int declared_depth(std::string_view xml) {
+    const std::string encoding = declared_encoding(xml);
+    if (encoding.empty()) return depth_of(xml);
+    const py::object name = codec_name(encoding);
+    if (name.is_none()) return 0;
+    if (equal(name, "utf-8") || equal(name, "ascii")) return depth_of(xml);
+    PyObject* text = PyUnicode_Decode(xml.data(), static_cast<Py_ssize_t>(xml.size()), encoding.c_str(), "replace");
+    if (text == nullptr) {
+        py::error_already_set e;
+        if (e.matches(PyExc_LookupError) || e.matches(PyExc_UnicodeError)) return 0;
+        throw e;
+    }
+    const py::object decoded = py::reinterpret_steal<py::object>(text);
+    const py::object utf8 = steal_or_throw(PyUnicode_AsEncodedString(decoded.ptr(), "utf-8", "surrogatepass"));
+    return depth_of(bytes_of(utf8));
+}
+
+// How deep an XML document nests, read in the encoding that DWSIM's parser
+// would read it in.
+int document_depth(std::string_view xml) {
+    for (const Form& form : FORMS) {
+        if (xml.substr(0, form.start.size()) != form.start) continue;
+        const std::string_view text = xml.substr(form.mark);
+        return form.narrow ? depth_of(form.narrow(text)) : depth_of(text);
+    }
+    return declared_depth(xml);
 }
 
 // ---- a zip as DWSIM reads it ------------------------------------------------
@@ -151,7 +245,7 @@ public:
             if (outcome == Outcome::beyond) return "it unpacks to more than " + mib(MAX_BYTES);
             if (outcome == Outcome::broken) return "";
         }
-        if (depth_of(document_) > MAX_DEPTH) {
+        if (document_depth(document_) > MAX_DEPTH) {
             return "its XML nests deeper than " + std::to_string(MAX_DEPTH) + " elements";
         }
         return "";
@@ -345,7 +439,7 @@ void check_importable(py::handle path) {
     py::object file = py::module_::import("io").attr("open")(path, "rb");
     py::object data = file.attr("read")();
     file.attr("close")();
-    if (depth_of(bytes_of(data)) > MAX_DEPTH) {
+    if (document_depth(bytes_of(data)) > MAX_DEPTH) {
         refuse(path, "its XML nests deeper than " + std::to_string(MAX_DEPTH) + " elements");
     }
 }
