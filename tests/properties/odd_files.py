@@ -30,9 +30,11 @@ act on the XML entry, the zip steps on the entries, the byte steps on the writte
 import io
 import json
 import os
+import re
 import struct
 import xml.etree.ElementTree as ET
 import zipfile
+import zlib
 
 from hypothesis import strategies as st
 
@@ -228,27 +230,73 @@ def nesting_of(document):
     return depth[1]
 
 
+def unpack(data, start, packed, method, room):
+    """(bytes, end) of one entry's data as DWSIM unpacks it: `packed` bytes from `start`, or
+    for None up to the end of its deflate stream. Past `room` bytes it stops (end None); None
+    where DWSIM's reading fails (the file ends inside, the stream is damaged)."""
+    if method == 0:
+        piece = data[start:start + packed]
+        if len(piece) > room:
+            return piece, None
+        return (piece, start + packed) if len(piece) == packed else None
+    d = zlib.decompressobj(-15)
+    try:
+        out = d.decompress(data[start:] if packed is None else data[start:start + packed], room + 1)
+    except zlib.error:
+        return None
+    if len(out) > room:
+        return out, None
+    if not d.eof:
+        return None
+    return out, len(data) - len(d.unused_data) if packed is None else start + packed
+
+
+def zip_limit_broken(data):
+    """The limit that DWSIM's reading of a zip breaks: the local headers walked from the start
+    (no central directory), every entry unpacked, the last .xml entry the document; more than
+    64 entries, more than LIMIT bytes stated by the headers or unpacked, or the document nested
+    deeper than 256. None where none is, or where the reading fails first (DWSIM's error).
+    (No zip64: the cases have none.)"""
+    at, count, stated, unpacked, document = 0, 0, 0, 0, b""
+    while data[at:at + 4] == b"PK\x03\x04":
+        count += 1
+        if count > 64:
+            return "entries"
+        if len(data) < at + 30:
+            return None
+        flags, method, _, _, crc, packed, size, n, m = struct.unpack_from("<HHHHIIIHH", data, at + 6)
+        name = data[at + 30:at + 30 + n]
+        if len(data) < at + 30 + n + m:
+            return None
+        if flags & 1 or method not in (0, 8) or (method == 0 and flags & 8):
+            return None
+        stated += size
+        if stated > LIMIT:
+            return "unpacks"
+        described = flags & 8
+        got = unpack(data, at + 30 + n + m, None if described else packed, method, LIMIT - unpacked)
+        if got is None:
+            return None
+        out, at = got
+        unpacked += len(out)
+        if unpacked > LIMIT:
+            return "unpacks"
+        if described:
+            at += 16 if data[at:at + 4] == b"PK\x07\x08" else 12
+        elif len(out) != size or zlib.crc32(out) != crc:
+            return None
+        if re.split(rb"[/\\]", name)[-1].lower().endswith(b".xml"):
+            document = out
+    return "nests" if nesting_of(document) > 256 else None
+
+
 def limit_broken(ext, data):
-    """The limit a file breaks as DWSIM would read it, or None: more than 64 zip entries,
-    more than 256 MiB unpacked, or elements nested deeper than 256 in the XML that DWSIM
-    reads, which in a zip is the last .xml entry."""
+    """The limit a file breaks as DWSIM would read it, or None: a .dwxml larger than 256 MiB
+    or nested deeper than 256, a zip as `zip_limit_broken` finds it."""
     if ext == ".dwxml":
         return "larger" if len(data) > LIMIT else "nests" if nesting_of(data) > 256 else None
-    try:
-        z = zipfile.ZipFile(io.BytesIO(data))
-        infos = z.infolist()
-    except Exception:
-        return None     # no zip: DWSIM's own error
-    if len(infos) > 64:
-        return "entries"
-    if sum(i.file_size for i in infos) > LIMIT:
-        return "unpacks"
-    xmls = [i for i in infos if i.filename.lower().endswith(".xml")]
-    try:
-        xml = z.open(xmls[-1]).read(LIMIT + 1) if xmls else b""
-    except Exception:
-        return None
-    return "nests" if nesting_of(xml) > 256 else None
+    return zip_limit_broken(data)
+
 
 MODEL_KEYS = {"name", "property", "feeds", "blocks"}
 
