@@ -56,3 +56,19 @@ def odd_paths(folder, model):
                                                                    blocks=list(back["blocks"]))
     out["files"] = sorted(n.encode("utf-8", "surrogateescape").hex() for n in os.listdir(folder))
     return out
+
+
+def broken_files(folder):
+    """What the caller learns of a file DWSIM cannot read, under a plain name and under one
+    that is read through a copy: whether a note names the file the caller gave."""
+    out = {}
+    for name in ("plain.dwxml", "caf\udce9.dwxml"):
+        path = os.path.join(folder, name)
+        with open(path, "wb") as f:
+            f.write(b"<DWSIM_Simulation_Data><SimulationObjects>")  # cut off
+        try:
+            fg.import_model(path)
+            out[name.encode("utf-8", "surrogateescape").hex()] = None
+        except Exception as e:
+            out[name.encode("utf-8", "surrogateescape").hex()] = any(repr(path) in n for n in getattr(e, "__notes__", []))
+    return out

@@ -148,3 +148,9 @@ def test_paths_as_paths_and_file_names_dotnet_cannot_hold(tmp_path):
         assert got["exists"] and got["name"] == model_name and got["blocks"] == list(HOST["blocks"])
     # nothing left behind: no part files, no copies
     assert r["files"] == sorted(n.encode("utf-8", "surrogateescape").hex() for n in names)
+
+
+def test_a_file_dwsim_cannot_read_is_named_in_its_error(tmp_path):
+    # DWSIM's own error need not name the file, and names the copy where one is read
+    r = call("import_scenarios:broken_files", str(tmp_path))
+    assert r and all(named is True for named in r.values()), r

@@ -2,6 +2,7 @@
 
 #include "access/automation.hpp"
 #include "access/surface.hpp"
+#include "frame/errors.hpp"
 #include "frame/interrupts.hpp"
 #include "frame/process.hpp"
 #include "frame/tables.hpp"
@@ -267,7 +268,9 @@ py::tuple import_model(py::handle path_like) {
     py::object sim;
     {
         DotnetPath readable(path);
-        sim = dwsim::load_flowsheet(a, readable.path());
+        // DWSIM's error need not name the file, and names the copy where one is read
+        sim = noted([&] { return dwsim::load_flowsheet(a, readable.path()); },
+                    [&] { return py::str("while DWSIM opened the file {!r}").format(path); });
     }
     py::dict by_cas = cas_aliases(databank_index());
 
