@@ -30,13 +30,12 @@ private:
     py::object lock_;
 };
 
-// Mono started on a thread other than the main one cannot be shut down
-// from the main thread: pythonnet's and clr-loader's shutdown at exit crash
-// the process. Like everything the module loads, the runtime is then left
-// to end with the process.
+// pythonnet's and clr-loader's shutdown at exit look methods up in Mono, and
+// Mono 6.8 aborts there: always when the runtime was started on a thread
+// other than the main one, now and then otherwise ("Cannot transition
+// thread ... from STATE_BLOCKING"). Like everything the module loads, the
+// runtime is left to end with the process.
 void keep_runtime_to_the_end(py::handle pythonnet) {
-    py::module_ threading = py::module_::import("threading");
-    if (threading.attr("current_thread")().is(threading.attr("main_thread")())) return;
     py::module_ atexit = py::module_::import("atexit");
     py::object unload = py::getattr(pythonnet, "unload", py::none());
     if (!unload.is_none()) atexit.attr("unregister")(unload);
