@@ -51,6 +51,10 @@ PINNED = {
     "spec P empty text": describe(GOOD["feeds"], {"B": ("VALVE", {"P": ""})}, GOOD["ports"]),
     "meta None": {**describe(**GOOD), "meta": None},
     "components None": {**describe(**GOOD), "pp": {"$ns": {"components": None, "method": "IDEAL"}}},
+    "unused inlet loop": describe({"F": FEED}, {"S": ("FSPLIT", {"frac": []})}, {"S": (["R", "F"], ["R"])}),
+    "component None": {**describe(**GOOD), "pp": {"$ns": {"components": ["WATER", None], "method": "IDEAL"}},
+                       "meta": {"aliases": None}},
+    "feed name None": {**describe(**GOOD), "feeds": {"$map": [["F", {"$ns": FEED}], [None, {"$ns": FEED}]]}},
     "block name None": {**describe(**GOOD), "blocks": {"$map": [[None, {"$ns": {"kind": "HEATER", "spec": {"T": 350.0}}}]]},
                         "ports": {"$map": [[None, [["F"], ["O"]]]]}},
 }
@@ -74,12 +78,18 @@ def test_branch_that_ends_in_an_open_outlet(replayed):
     assert replayed["open outlet"]["faults"] == []
 
 
+def test_loop_entered_only_through_an_inlet_the_unit_does_not_take(replayed):
+    # a splitter takes its first inlet: the feed at its second never enters the loop
+    assert replayed["unused inlet loop"]["faults"] == []
+
+
 @pytest.mark.parametrize("case", ["ports not a pair", "feed without P", "feed P text", "spec P empty text"])
 def test_errors_of_the_pressure_sweep_name_their_place(replayed, case):
     assert replayed[case]["faults"] == []
 
 
-@pytest.mark.parametrize("case", ["meta None", "components None", "block name None"])
+@pytest.mark.parametrize("case", ["meta None", "components None", "component None", "feed name None",
+                                  "block name None"])
 def test_errors_of_the_flowsheet_parts_name_them(replayed, case):
     assert replayed[case]["faults"] == []
 

@@ -113,7 +113,8 @@ py::dict compound_names(py::handle fs, py::handle sim) {
     py::dict result;
     py::list missing;
     for (const auto& [c, alias] : wanted) {
-        py::object found = dwsim_name(c, get(entries, alias), cas, names);
+        py::object found = noted([&] { return dwsim_name(c, get(entries, alias), cas, names); },
+                                 [&] { return py::str("while finding DWSIM's compound for component {!r}").format(c); });
         if (found.is_none()) missing.append(py::str(c) + py::str(" (") + py::str(alias) + py::str(")"));
         result[c] = found;
     }

@@ -87,13 +87,18 @@ py::list stream_names(py::handle fs) {
         auto [ins, outs] = unpack2(pair);
         for (py::handle side : {py::handle(ins), py::handle(outs)}) {
             for_each(side, [&](py::handle name) {
-                if (truthy(name)) streams.add(name);
+                if (!truthy(name)) return;
+                if (!PyUnicode_Check(name.ptr())) require_text(name, py::str("stream {!r}").format(name));
+                streams.add(name);
             });
         }
     }
     py::object feeds = attr(fs, FEEDS);
-    for (py::handle n : feeds) streams.add(n);
-    return builtin("sorted")(streams);
+    for (py::handle n : feeds) {
+        if (!PyUnicode_Check(n.ptr())) require_text(n, py::str("feed {!r}").format(n));
+        streams.add(n);
+    }
+    return builtin("sorted")(streams);  // text only: sorting cannot fail
 }
 
 py::str about_block(py::handle name) { return py::str("while translating block {!r}").format(name); }
@@ -262,21 +267,28 @@ void add_recycles(Sheet& s, const std::vector<py::object>& tears) {
     }
 }
 
-// The streams at a block's ports, open ports left out.
-std::vector<py::object> named(py::handle ports) {
+// The streams at the first `room` ports (all, for -1), open ports left out.
+std::vector<py::object> named(py::handle ports, py::ssize_t room = -1) {
     std::vector<py::object> names;
+    py::ssize_t j = 0;
     for (py::handle s : ports) {
+        if (j++ == room) break;
         if (truthy(s)) names.push_back(py::reinterpret_borrow<py::object>(s));
     }
     return names;
 }
 
-std::vector<py::object> loops_to_cut(const std::vector<HostBlock>& blocks) {
+// The exported blocks with the inlets that DWSIM connects to them: a unit
+// with one inlet takes the first, the others every inlet (through a chain of
+// Mixers). Loops and reach are DWSIM's, not the host's; the outlets that a
+// unit has no port for are left to `Sheet::fed`.
+std::vector<Node> connected(const std::vector<HostBlock>& blocks) {
     std::vector<Node> nodes;
     for (const HostBlock& b : blocks) {
-        if (b.row != nullptr) nodes.push_back({b.name, named(b.ins), named(b.outs)});
+        if (b.row == nullptr) continue;
+        nodes.push_back({b.name, named(b.ins, b.row->inlets == 1 ? 1 : -1), named(b.outs)});
     }
-    return tear_streams(nodes);
+    return nodes;
 }
 
 // The lowest known pressure of the inlets, or one atmosphere.
@@ -354,12 +366,9 @@ void translate_blocks(Sheet& s, const std::vector<HostBlock>& blocks) {
 // that visit each block once.
 class Consumers {
 public:
-    explicit Consumers(const std::vector<HostBlock>& blocks) : blocks_(blocks) {
+    explicit Consumers(const std::vector<Node>& blocks) : blocks_(blocks) {
         for (std::size_t k = 0; k < blocks.size(); ++k) {
-            if (blocks[k].row == nullptr) continue;
-            for (py::handle in : blocks[k].ins) {
-                if (truthy(in)) of(in).push_back(k);
-            }
+            for (const py::object& in : blocks[k].ins) of(in).push_back(k);
         }
     }
 
@@ -373,11 +382,11 @@ public:
             py::object stream = std::move(todo.back());
             todo.pop_back();
             for (std::size_t k : of(stream)) {
-                const HostBlock& b = blocks_[k];
+                const Node& b = blocks_[k];
                 if (marked.contains(b.name)) continue;
                 marked.add(b.name);
-                for (py::handle out : b.outs) {
-                    if (truthy(out) && !streams.contains(out) && (connected == nullptr || connected->contains(out))) {
+                for (const py::object& out : b.outs) {
+                    if (!streams.contains(out) && (connected == nullptr || connected->contains(out))) {
                         streams.add(out);
                         todo.push_back(py::reinterpret_borrow<py::object>(out));
                     }
@@ -394,7 +403,7 @@ private:
         return lists_.emplace_back();
     }
 
-    const std::vector<HostBlock>& blocks_;
+    const std::vector<Node>& blocks_;
     py::dict index_;  // stream -> position in lists_
     std::vector<std::vector<std::size_t>> lists_;
 };
@@ -406,7 +415,7 @@ py::str listed(const py::set& names) { return py::str(", ").attr("join")(builtin
 // 1 atm, about 1 kg/s) or whatever a loop no feed enters makes of it: no
 // result; neither is what it reaches downstream, nor a block without inlet.
 // They are named in a note and left out of the results.
-void leave_out_phantoms(Sheet& s, const std::vector<HostBlock>& blocks, const py::list& streams, Built& built) {
+void leave_out_phantoms(Sheet& s, const std::vector<Node>& blocks, const py::list& streams, Built& built) {
     Consumers consumers(blocks);
     py::set reached, entered;
     for (py::handle n : attr(s.fs, FEEDS)) reached.add(n);
@@ -425,8 +434,8 @@ void leave_out_phantoms(Sheet& s, const std::vector<HostBlock>& blocks, const py
         if (!reached.contains(name) && !built.phantom_streams.contains(name)) unreached.add(name);
     }
     for (py::handle name : unreached) built.phantom_streams.add(name);
-    for (const HostBlock& b : blocks) {
-        if (b.row != nullptr && !entered.contains(b.name)) built.phantom_blocks.add(b.name);
+    for (const Node& b : blocks) {
+        if (!entered.contains(b.name)) built.phantom_blocks.add(b.name);
     }
     consumers.spread(built.phantom_streams, built.phantom_blocks);
     if (built.phantom_streams.empty() && built.phantom_blocks.empty()) return;
@@ -475,10 +484,11 @@ Built build(py::handle fs, const Automation& at) {
         auto [n, feed] = unpack2(entry);
         set_feed(s, n, feed);
     }
-    add_recycles(s, loops_to_cut(blocks));
+    const std::vector<Node> nodes = connected(blocks);
+    add_recycles(s, tear_streams(nodes));
     translate_blocks(s, blocks);
     Built built{s.sim, s.obj, s.notes, py::set(), py::set()};
-    leave_out_phantoms(s, blocks, streams, built);
+    leave_out_phantoms(s, nodes, streams, built);
     return built;
 }
 

@@ -18,6 +18,9 @@
 
 namespace flowgate {
 
+// Refuses a name that cannot become a DWSIM tag, `what` ("stream 5") saying whose.
+void require_text(py::handle name, py::handle what);
+
 // The DWSIM flowsheet under construction, as the translation of a block sees it.
 struct Sheet {
     Automation at;

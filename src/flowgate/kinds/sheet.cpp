@@ -10,11 +10,14 @@ std::pair<py::object, py::object> Sheet::xy(py::handle n, py::ssize_t k) const {
     return {py::int_(100 * k), py::int_(100)};
 }
 
+void require_text(py::handle name, py::handle what) {
+    if (PyUnicode_Check(name.ptr())) return;
+    raise(PyExc_TypeError, py::str("{} cannot be tagged in DWSIM: its name must be text, not {}")
+                               .format(what, Py_TYPE(name.ptr())->tp_name));
+}
+
 void Sheet::reserve(py::handle tag, py::handle what) {
-    if (!PyUnicode_Check(tag.ptr())) {
-        raise(PyExc_TypeError, py::str("{} cannot be tagged in DWSIM: its name must be text, not {}")
-                                   .format(what, Py_TYPE(tag.ptr())->tp_name));
-    }
+    require_text(tag, what);
     check_dotnet_safe(tag, what);
     py::object other = get(tags, tag);
     if (!other.is_none()) {
