@@ -470,7 +470,7 @@ def checkable(fs):
 
 # Words that tell the user where an error is, when no name of the flowsheet appears.
 PLACES = tuple(w + end for w in ("feed", "block", "stream", "component", "compound", "method", "package", "port",
-                                  "inlet", "outlet", "path", "file") for end in ("", "s")) + (
+                                  "inlet", "outlet", "path", "file", "reaction") for end in ("", "s")) + (
     "flows", "pp", "spec", ".dwxmz", ".dwxml", "DWSIM")
 
 

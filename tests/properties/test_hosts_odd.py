@@ -52,6 +52,9 @@ PINNED = {
     "meta None": {**describe(**GOOD), "meta": None},
     "components None": {**describe(**GOOD), "pp": {"$ns": {"components": None, "method": "IDEAL"}}},
     "unused inlet loop": describe({"F": FEED}, {"S": ("FSPLIT", {"frac": []})}, {"S": (["R", "F"], ["R"])}),
+    "feed at the outlet of a loop no feed enters":
+        describe({"F": FEED, "G": FEED}, {"S": ("SEP", {"split": {}})}, {"S": (["R"], ["R", "G"])}),
+    "reaction None": {**describe(**GOOD), "reactions": {"R1": None}},
     "component None": {**describe(**GOOD), "pp": {"$ns": {"components": ["WATER", None], "method": "IDEAL"}},
                        "meta": {"aliases": None}},
     "feed name None": {**describe(**GOOD), "feeds": {"$map": [["F", {"$ns": FEED}], [None, {"$ns": FEED}]]}},
@@ -83,12 +86,17 @@ def test_loop_entered_only_through_an_inlet_the_unit_does_not_take(replayed):
     assert replayed["unused inlet loop"]["faults"] == []
 
 
+def test_feed_that_a_loop_no_feed_enters_overwrites(replayed):
+    # DWSIM connects the feed as the unit's outlet: its state is the loop's, not the feed's
+    assert replayed["feed at the outlet of a loop no feed enters"]["faults"] == []
+
+
 @pytest.mark.parametrize("case", ["ports not a pair", "feed without P", "feed P text", "spec P empty text"])
 def test_errors_of_the_pressure_sweep_name_their_place(replayed, case):
     assert replayed[case]["faults"] == []
 
 
-@pytest.mark.parametrize("case", ["meta None", "components None", "component None", "feed name None",
+@pytest.mark.parametrize("case", ["meta None", "components None", "component None", "feed name None", "reaction None",
                                   "block name None"])
 def test_errors_of_the_flowsheet_parts_name_them(replayed, case):
     assert replayed[case]["faults"] == []

@@ -373,9 +373,9 @@ public:
     }
 
     // Marks in `streams` everything downstream of what it holds, and in
-    // `marked` the blocks that a marked stream enters; with `connected`,
-    // only the outlets that are among those streams pass it on.
-    void spread(py::set& streams, py::set& marked, const py::set* connected = nullptr) {
+    // `marked` the blocks that a marked stream enters; only the outlets
+    // among `connected` (those DWSIM connects) pass it on.
+    void spread(py::set& streams, py::set& marked, const py::set& connected) {
         std::vector<py::object> todo;
         for (py::handle s : streams) todo.push_back(py::reinterpret_borrow<py::object>(s));
         while (!todo.empty()) {
@@ -386,7 +386,7 @@ public:
                 if (marked.contains(b.name)) continue;
                 marked.add(b.name);
                 for (const py::object& out : b.outs) {
-                    if (!streams.contains(out) && (connected == nullptr || connected->contains(out))) {
+                    if (!streams.contains(out) && connected.contains(out)) {
                         streams.add(out);
                         todo.push_back(py::reinterpret_borrow<py::object>(out));
                     }
@@ -419,7 +419,7 @@ void leave_out_phantoms(Sheet& s, const std::vector<Node>& blocks, const py::lis
     Consumers consumers(blocks);
     py::set reached, entered;
     for (py::handle n : attr(s.fs, FEEDS)) reached.add(n);
-    consumers.spread(reached, entered, &s.fed);  // as DWSIM connects them: an outlet it has no port for stays open
+    consumers.spread(reached, entered, s.fed);
 
     // What nothing feeds and what it reaches first; then what remains beyond
     // the feeds' reach: the streams of a loop no feed enters, the outlets of
@@ -429,15 +429,19 @@ void leave_out_phantoms(Sheet& s, const std::vector<Node>& blocks, const py::lis
         if (!reached.contains(name) && !s.fed.contains(name)) unfed.add(name);
     }
     for (py::handle name : unfed) built.phantom_streams.add(name);
-    consumers.spread(built.phantom_streams, built.phantom_blocks);
+    consumers.spread(built.phantom_streams, built.phantom_blocks, s.fed);
     for (py::handle name : streams) {
         if (!reached.contains(name) && !built.phantom_streams.contains(name)) unreached.add(name);
     }
     for (py::handle name : unreached) built.phantom_streams.add(name);
-    for (const Node& b : blocks) {
-        if (!entered.contains(b.name)) built.phantom_blocks.add(b.name);
+    for (const Node& b : blocks) {  // their outlets hold what DWSIM makes of nothing, a feed's state too
+        if (entered.contains(b.name)) continue;
+        built.phantom_blocks.add(b.name);
+        for (const py::object& out : b.outs) {
+            if (s.fed.contains(out)) built.phantom_streams.add(out);
+        }
     }
-    consumers.spread(built.phantom_streams, built.phantom_blocks);
+    consumers.spread(built.phantom_streams, built.phantom_blocks, s.fed);
     if (built.phantom_streams.empty() && built.phantom_blocks.empty()) return;
 
     py::list why, left_out;
@@ -469,7 +473,9 @@ Built build(py::handle fs, const Automation& at) {
     for (py::handle c : components) dwsim::add_compound(s.sim, item(s.names, c));
 
     add_package(s);
-    if (has_electrolytes(fs)) s.notes.append(py::str("the electrolyte chemistry is not exported"));
+    if (noted([&] { return has_electrolytes(fs); }, [] { return py::str("while reading the reactions, fs.reactions"); })) {
+        s.notes.append(py::str("the electrolyte chemistry is not exported"));
+    }
     s.pos = attr_or(fs, POSITIONS);
     if (!truthy(s.pos)) s.pos = py::dict();
     s.P = pressures(fs);
