@@ -362,27 +362,26 @@ def exported_blocks(fs):
     return found
 
 
+def downstream(blocks, streams):
+    """`streams` and every stream that blocks make from them, through and through."""
+    found = set(streams)
+    grew = True
+    while grew:
+        grew = False
+        for _, _, ins, outs in blocks:
+            if any(s in found for s in ins) and not set(outs) <= found:
+                found |= set(outs)
+                grew = True
+    return found
+
+
 def sound_streams(fs):
     """The streams that may carry a result: reached from a feed through exported blocks,
     and not downstream of a stream that nothing reaches (whose placeholder state DWSIM
     would mix in)."""
     blocks = exported_blocks(fs)
-    reached = set(fs.feeds)
-    grew = True
-    while grew:
-        grew = False
-        for _, _, ins, outs in blocks:
-            if any(s in reached for s in ins) and not set(outs) <= reached:
-                reached |= set(outs)
-                grew = True
-    poisoned = {s for _, _, ins, _ in blocks for s in ins if s not in reached}
-    grew = True
-    while grew:
-        grew = False
-        for _, _, ins, outs in blocks:
-            if any(s in poisoned for s in ins) and not set(outs) <= poisoned:
-                poisoned |= set(outs)
-                grew = True
+    reached = downstream(blocks, fs.feeds)
+    poisoned = downstream(blocks, {s for _, _, ins, _ in blocks for s in ins if s not in reached})
     return reached - poisoned
 
 
